@@ -1,0 +1,15 @@
+# Shared build settings for our own targets (never applied to anything we link from the system).
+function(orkalin_warnings target)
+  target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Werror)
+endfunction()
+
+# A shared library named exactly as the engine and the game expect: build/lib/<Name>.so, no "lib" prefix.
+function(orkalin_shared_library target)
+  add_library(${target} SHARED ${ARGN})
+  set_target_properties(${target} PROPERTIES PREFIX "" OUTPUT_NAME ${target})
+  target_include_directories(${target} PUBLIC ${PROJECT_SOURCE_DIR})
+  orkalin_warnings(${target})
+endfunction()
+
+# __FILE__ relative to the source tree: assertion messages name "game/Chemistry", not a build machine's path.
+add_compile_options(-fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=)

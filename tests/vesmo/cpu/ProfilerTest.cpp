@@ -1,0 +1,84 @@
+#include "vesmo/cpu/Profiler.hpp"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <thread>
+#include <vector>
+
+using vesmo::cpu::Profiler;
+
+namespace {
+Profiler::Entry Find(const std::string& name) {
+    for (const Profiler::Entry& entry : Profiler::Snapshot())
+        if (entry.name == name)
+            return entry;
+    return {};
+}
+} // namespace
+
+TEST(Profiler, AggregatesOneNameAcrossThreads) {
+    constexpr int kThreads = 4;
+    constexpr int kScopes = 5000;
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; ++t) {
+        threads.emplace_back([] {
+            for (int i = 0; i < kScopes; ++i) {
+                Profiler scope("ProfilerTest::threads", true);
+                // A dynamic name with the same text lands in the same record.
+                if (i % 2 == 0) {
+                    Profiler dynamic(std::string("ProfilerTest::") + "dynamic", true);
+                }
+            }
+        });
+    }
+    for (auto& thread : threads)
+        thread.join();
+    const Profiler::Entry entry = Find("ProfilerTest::threads");
+    EXPECT_EQ(entry.count, static_cast<uint64_t>(kThreads * kScopes));
+    EXPECT_GE(entry.totalMs, entry.maxMs);
+    EXPECT_GE(entry.maxMs, entry.lastMs);
+    EXPECT_EQ(Find("ProfilerTest::dynamic").count, static_cast<uint64_t>(kThreads * kScopes / 2));
+}
+
+TEST(Profiler, NestedScopesAndStop) {
+    {
+        Profiler outer("ProfilerTest::outer", true);
+        {
+            Profiler inner("ProfilerTest::inner", true);
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+            inner.Stop();
+            inner.Stop(); // a second Stop and the destructor add nothing
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    const Profiler::Entry outer = Find("ProfilerTest::outer");
+    const Profiler::Entry inner = Find("ProfilerTest::inner");
+    EXPECT_EQ(outer.count, 1u);
+    EXPECT_EQ(inner.count, 1u);
+    EXPECT_GE(inner.lastMs, 4.0);
+    EXPECT_GE(outer.lastMs, inner.lastMs + 4.0); // the outer scope includes the inner one
+}
+
+TEST(Profiler, DisabledScopeRecordsNothing) {
+    {
+        Profiler scope("ProfilerTest::disabled", false);
+    }
+    EXPECT_EQ(Find("ProfilerTest::disabled").name, ""); // never even registered
+}
+
+TEST(Profiler, TableAndReset) {
+    {
+        Profiler scope("ProfilerTest::table", true);
+    }
+    const std::string table = Profiler::Table();
+    EXPECT_NE(table.find("ProfilerTest::table"), std::string::npos);
+    EXPECT_NE(table.find("max ms"), std::string::npos);
+
+    Profiler::Reset();
+    const Profiler::Entry entry = Find("ProfilerTest::table");
+    EXPECT_EQ(entry.name, "ProfilerTest::table"); // names stay known
+    EXPECT_EQ(entry.count, 0u);
+    EXPECT_EQ(entry.totalMs, 0.0);
+}

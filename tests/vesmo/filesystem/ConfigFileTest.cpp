@@ -1,0 +1,229 @@
+#include "vesmo/filesystem/ConfigFile.hpp"
+
+#include "TestSupport.hpp"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <cmath>
+#include <limits>
+#include <thread>
+
+using vesmo::filesystem::ConfigFile;
+using vesmo::filesystem::ConfLineStream;
+using testing_support::ReadText;
+using testing_support::TempDir;
+using testing_support::WriteText;
+
+namespace {
+
+// A small settings record of every value type, written and read the way a game's settings are.
+struct Record : ConfigFile {
+    using ConfigFile::ConfigFile;
+    ~Record() override { StopAutoReloadThread(); }
+
+    std::string name = "default name";
+    bool flag = false;
+    int count = 3;
+    float scale = 0.675f;
+    InputBinding binding;
+    std::atomic<int> reads{0};
+
+    std::vector<Conf> Confs() {
+        return {Conf(this, "name", &name, TYPE_STRING), Conf(this, "flag", &flag, TYPE_BOOL),
+                Conf(this, "count", &count, TYPE_INT), Conf(this, "scale", &scale, TYPE_FLOAT),
+                Conf(this, "binding", &binding, TYPE_INPUT_BINDING)};
+    }
+    void ReadConfig() override {
+        ReadFromINI("record", Confs(), true);
+        ++reads;
+    }
+    void WriteConfig() override { WriteToINI("record", Confs()); }
+};
+
+ConfigFile::InputBinding OddBinding() {
+    ConfigFile::InputBinding binding;
+    binding.key = 87;
+    binding.mouseButton = 7;
+    binding.gamepadGuid = "03000000 \"odd\" \\guid";
+    binding.gamepadIndex = 2;
+    binding.gamepadButton = 14;
+    binding.gamepadAxis = 5;
+    binding.gamepadAxisDirection = -1;
+    binding.joystickGuid = "0300abcd";
+    binding.joystickIndex = 1;
+    binding.joystickButton = 15;
+    binding.joystickAxis = 8;
+    binding.joystickAxisDirection = -32768; // any 16-bit value survives, not only +1 and -1
+    return binding;
+}
+
+} // namespace
+
+TEST(ConfigFile, EveryTypeRoundTripsExactly) {
+    TempDir dir;
+    const std::string path = dir.File("settings.ini");
+    {
+        Record record(path, 0);
+        record.name = "  spaced \"quoted\" \\ back\tslash\nline ";
+        record.flag = true;
+        record.count = std::numeric_limits<int>::min();
+        record.scale = std::nextafter(0.1f, 1.0f);
+        record.binding = OddBinding();
+        record.WriteConfig();
+    }
+    Record back(path, 0);
+    back.ReadConfig();
+    EXPECT_EQ(back.name, "  spaced \"quoted\" \\ back\tslash\nline ");
+    EXPECT_TRUE(back.flag);
+    EXPECT_EQ(back.count, std::numeric_limits<int>::min());
+    EXPECT_EQ(back.scale, std::nextafter(0.1f, 1.0f));
+    EXPECT_EQ(back.binding, OddBinding());
+}
+
+TEST(ConfigFile, BindingTextIsReadableAndNoneIsNone) {
+    ConfigFile::InputBinding binding;
+    EXPECT_EQ(binding.ToString(), "none");
+    binding.key = 87;
+    binding.gamepadAxis = 1;
+    binding.gamepadAxisDirection = -1;
+    EXPECT_EQ(binding.ToString(), "key:87 gamepad_axis:1 gamepad_axis_direction:-1");
+
+    ConfigFile::InputBinding parsed = OddBinding();
+    ASSERT_TRUE(ConfigFile::InputBinding::FromString("  none ", parsed));
+    EXPECT_EQ(parsed, ConfigFile::InputBinding{});
+    // A person's edit: order does not matter, blanks are free.
+    ASSERT_TRUE(ConfigFile::InputBinding::FromString("gamepad_button:0   key:32", parsed));
+    EXPECT_EQ(parsed.key, 32);
+    EXPECT_EQ(parsed.gamepadButton, 0);
+    EXPECT_EQ(parsed.mouseButton, -1);
+    // Refusals leave the binding as it was.
+    for (const char* bad : {"key:W", "keyboard:32", "key 32", "gamepad_axis:40000", "gamepad_guid:\"open"}) {
+        ConfigFile::InputBinding before = OddBinding();
+        EXPECT_FALSE(ConfigFile::InputBinding::FromString(bad, before)) << bad;
+        EXPECT_EQ(before, OddBinding()) << bad;
+    }
+}
+
+TEST(ConfigFile, AbsentKeysAndBadValuesLeaveFieldsUntouched) {
+    TempDir dir;
+    const std::string path = dir.File("settings.ini");
+    WriteText(path, "[record]\ncount = 12\nscale = not a number\n[other]\nflag = true\n");
+    Record record(path, 0);
+    testing::internal::CaptureStderr();
+    record.ReadConfig();
+    const std::string errors = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(record.count, 12);
+    EXPECT_EQ(record.scale, 0.675f);       // unreadable: kept, and said on stderr
+    EXPECT_FALSE(record.flag);             // in another section
+    EXPECT_EQ(record.name, "default name"); // absent
+    EXPECT_NE(errors.find("[record] scale"), std::string::npos) << errors;
+
+    // Without strict, a bad value is silent.
+    testing::internal::CaptureStderr();
+    record.ReadFromINI("record", record.Confs(), false);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+
+    // A missing file is all defaults.
+    Record fresh(dir.File("absent.ini"), 0);
+    fresh.ReadConfig();
+    EXPECT_EQ(fresh.count, 3);
+}
+
+TEST(ConfigFile, WritingASectionKeepsTheRestOfTheFile) {
+    TempDir dir;
+    const std::string path = dir.File("settings.ini");
+    WriteText(path, "# my settings\n[first]\nkeep = me\n\n[record]\ncount = 1\nhand_added = yes\n"
+                    "# about last\n[last]\nalso = kept\n[record]\nflag = true\n");
+    Record record(path, 0);
+    record.count = 5;
+    record.WriteConfig();
+    const std::string text = ReadText(path);
+    EXPECT_EQ(text, "# my settings\n[first]\nkeep = me\n\n[record]\nname = \"default name\"\nflag = false\n"
+                    "count = 5\nscale = 0.675\nbinding = none\n# about last\n[last]\nalso = kept\n");
+
+    // A section the file lacks is appended.
+    WriteText(path, "[first]\nkeep = me\n");
+    record.WriteConfig();
+    EXPECT_EQ(ReadText(path).rfind("[first]\nkeep = me\n\n[record]\nname = ", 0), 0u) << ReadText(path);
+}
+
+TEST(ConfigFile, HandEditsInFreeFormAreRead) {
+    TempDir dir;
+    const std::string path = dir.File("settings.ini");
+    WriteText(path, "  [ record ]  \r\n\tcount=7\r\n name   bare words  \r\n; comment\nflag YES\n");
+    Record record(path, 0);
+    record.ReadConfig();
+    EXPECT_EQ(record.count, 7);
+    EXPECT_EQ(record.name, "bare words");
+    EXPECT_TRUE(record.flag);
+}
+
+TEST(ConfigFile, SectionReaderHandsHeaderAndLineStreams) {
+    TempDir dir;
+    const std::string path = dir.File("crate.conf");
+    WriteText(path, "# crate\n[ENTITY crate]\nmass 12.5\nbase_planes -Z -Y \n\n[COLLIDER left  wheel ]\n"
+                    "vertices 0 0 0  1 0 0\n[]\n[TARGET]\n");
+    ConfigFile file(path, 0);
+    struct Seen {
+        std::string keyword, name;
+        std::vector<std::pair<std::string, std::string>> lines;
+    };
+    std::vector<Seen> seen;
+    file.ReadFromINI([&](std::stringstream& header, std::vector<ConfLineStream>& lines) {
+        Seen section;
+        header >> section.keyword;
+        std::getline(header, section.name);
+        for (ConfLineStream& line : lines) {
+            std::string key;
+            line.key >> key;
+            section.lines.emplace_back(key, line.values.str());
+        }
+        seen.push_back(section);
+    });
+    ASSERT_EQ(seen.size(), 4u);
+    EXPECT_EQ(seen[0].keyword, "ENTITY");
+    EXPECT_EQ(seen[0].name, " crate");
+    ASSERT_EQ(seen[0].lines.size(), 2u);
+    EXPECT_EQ(seen[0].lines[0], (std::pair<std::string, std::string>("mass", "12.5")));
+    EXPECT_EQ(seen[0].lines[1].second, "-Z -Y "); // the trailing blank is kept
+    EXPECT_EQ(seen[1].keyword, "COLLIDER");
+    EXPECT_EQ(seen[1].name, " left  wheel"); // header trimmed, inner blanks kept
+    EXPECT_EQ(seen[1].lines[0].second, "0 0 0  1 0 0");
+    EXPECT_EQ(seen[2].keyword, "");           // an empty header is still handed on
+    EXPECT_EQ(seen[3].keyword, "TARGET");
+    EXPECT_TRUE(seen[3].lines.empty());
+}
+
+TEST(ConfigFile, AutoReloadPicksUpAnEditAndStopsPromptly) {
+    TempDir dir;
+    const std::string path = dir.File("settings.ini");
+    WriteText(path, "[record]\ncount = 1\n");
+    Record record(path, 20);
+    record.ReadConfig();
+    record.StartAutoReloadThread();
+    const int readsBefore = record.reads.load();
+
+    // Our own write does not count as a change.
+    record.WriteConfig();
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    EXPECT_EQ(record.reads.load(), readsBefore);
+
+    WriteText(path, "[record]\ncount = 42\n");
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(2);
+    while (record.count != 42 && std::chrono::steady_clock::now() < deadline)
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    EXPECT_EQ(record.count, 42);
+
+    const auto start = std::chrono::steady_clock::now();
+    record.StopAutoReloadThread();
+    record.StopAutoReloadThread();
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(500));
+}
+
+TEST(ConfigFile, UnknownTypeCodesAreRefused) {
+    ConfigFile file("unused.ini", 0);
+    int field = 0;
+    EXPECT_THROW(ConfigFile::Conf(&file, "x", &field, 2), std::invalid_argument);
+}

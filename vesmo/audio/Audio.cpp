@@ -1,0 +1,7 @@
+#include "vesmo/audio/Audio.hpp"
+
+namespace vesmo::audio {
+
+const char* LibraryName() { return "VesmoAudio.so"; }
+
+} // namespace vesmo::audio

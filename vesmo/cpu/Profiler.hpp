@@ -1,0 +1,60 @@
+#pragma once
+// Scoped CPU profiler.
+//
+//     {
+//         vesmo::cpu::Profiler scope("ServerUpdate", true);
+//         ...                     // timed until scope.Stop() or the end of the block
+//     }
+//
+// Every finished scope adds to the record of its name: count, total, last and maximum duration. Scopes
+// nest freely (each is timed on its own) and may run on any thread: records are shared by name across
+// threads and updated with atomics, so a scope takes no lock once its name has been seen on that thread.
+// A scope built with `enabled == false` reads no clock and touches no record.
+//
+// A name given as a `const char*` must stay valid for the life of the process (a literal); a
+// std::string name is copied once per thread when first seen.
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace vesmo::cpu {
+
+class Profiler {
+public:
+    struct Record; // aggregation of one name, opaque
+
+    Profiler(const char* name, bool enabled = true);
+    Profiler(const std::string& name, bool enabled = true);
+    ~Profiler() { Stop(); }
+
+    Profiler(const Profiler&) = delete;
+    Profiler& operator=(const Profiler&) = delete;
+
+    // Ends the scope now; later calls and the destructor do nothing.
+    void Stop();
+
+    struct Entry {
+        std::string name;
+        uint64_t count = 0;
+        double totalMs = 0.0;
+        double lastMs = 0.0;
+        double maxMs = 0.0;
+        double AverageMs() const { return count ? totalMs / static_cast<double>(count) : 0.0; }
+    };
+
+    // All names seen so far, sorted by name. Entries being written at the moment may be a scope behind.
+    static std::vector<Entry> Snapshot();
+    // The snapshot as a fixed-width text table in milliseconds, one line per name.
+    static std::string Table();
+    // Zeroes every record; names stay known.
+    static void Reset();
+
+private:
+    Record* _record = nullptr;
+    std::chrono::steady_clock::time_point _start;
+};
+
+} // namespace vesmo::cpu
