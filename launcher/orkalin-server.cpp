@@ -7,19 +7,18 @@
 namespace {
 
 void PrintHelp() {
-    std::printf(
-        "Usage: orkalin-server [--help] WORLD [options]\n"
-        "\n"
-        "The dedicated server of the Orkalin sandbox: it runs a world's simulation without a window or a GPU.\n"
-        "\n"
-        "This build holds the engine core and the file system layer only. The server loop comes next:\n"
-        "  - load the world's SERVER_Mod modules and its saved entities,\n"
-        "  - run server ticks at a fixed rate (60 Hz, 4 physics sub-steps) or as fast as possible,\n"
-        "  - print a progress line about once a second,\n"
-        "  - save the world on SIGINT or SIGTERM and exit cleanly.\n"
-        "\n"
-        "Options:\n"
-        "  -h, --help   show this text and exit\n");
+    std::printf("Usage: orkalin-server [--help] WORLD [options]\n"
+                "\n"
+                "The dedicated server of the Orkalin sandbox: it runs a world's simulation without a window or a GPU.\n"
+                "\n"
+                "This build holds the engine core and the file system layer only. The server loop comes next:\n"
+                "  - load the world's SERVER_Mod modules and its saved entities,\n"
+                "  - run server ticks at a fixed rate (60 Hz, 4 physics sub-steps) or as fast as possible,\n"
+                "  - print a progress line about once a second,\n"
+                "  - save the world on SIGINT or SIGTERM and exit cleanly.\n"
+                "\n"
+                "Options:\n"
+                "  -h, --help   show this text and exit\n");
 }
 
 } // namespace

@@ -7,8 +7,7 @@
 
 namespace vesmo {
 
-template <class T, T min, T max>
-class RandomGenerator {
+template <class T, T min, T max> class RandomGenerator {
     static_assert(std::is_arithmetic_v<T>, "RandomGenerator draws numbers");
     static_assert(min <= max, "RandomGenerator needs min <= max");
 
@@ -24,8 +23,8 @@ private:
         return (static_cast<std::mt19937_64::result_type>(device()) << 32) ^ device();
     }
 
-    using Distribution = std::conditional_t<std::is_integral_v<T>, std::uniform_int_distribution<T>,
-                                            std::uniform_real_distribution<T>>;
+    using Distribution =
+        std::conditional_t<std::is_integral_v<T>, std::uniform_int_distribution<T>, std::uniform_real_distribution<T>>;
     std::mt19937_64 _engine;
     Distribution _distribution;
 };

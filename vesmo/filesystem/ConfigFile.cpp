@@ -148,8 +148,7 @@ bool ParseBool(std::string_view text, bool& out) {
     return false;
 }
 
-template <class T>
-bool ParseNumber(std::string_view text, T& out) {
+template <class T> bool ParseNumber(std::string_view text, T& out) {
     text = Trim(text);
     if (!text.empty() && text.front() == '+')
         text.remove_prefix(1);
@@ -201,18 +200,28 @@ std::string ConfigFile::InputBinding::ToString() const {
         text += ':';
         text += value;
     };
-    if (key != none.key) part("key", std::to_string(key));
-    if (mouseButton != none.mouseButton) part("mouse", std::to_string(mouseButton));
-    if (gamepadGuid != none.gamepadGuid) part("gamepad_guid", Quote(gamepadGuid));
-    if (gamepadIndex != none.gamepadIndex) part("gamepad_index", std::to_string(gamepadIndex));
-    if (gamepadButton != none.gamepadButton) part("gamepad_button", std::to_string(gamepadButton));
-    if (gamepadAxis != none.gamepadAxis) part("gamepad_axis", std::to_string(gamepadAxis));
+    if (key != none.key)
+        part("key", std::to_string(key));
+    if (mouseButton != none.mouseButton)
+        part("mouse", std::to_string(mouseButton));
+    if (gamepadGuid != none.gamepadGuid)
+        part("gamepad_guid", Quote(gamepadGuid));
+    if (gamepadIndex != none.gamepadIndex)
+        part("gamepad_index", std::to_string(gamepadIndex));
+    if (gamepadButton != none.gamepadButton)
+        part("gamepad_button", std::to_string(gamepadButton));
+    if (gamepadAxis != none.gamepadAxis)
+        part("gamepad_axis", std::to_string(gamepadAxis));
     if (gamepadAxisDirection != none.gamepadAxisDirection)
         part("gamepad_axis_direction", std::to_string(gamepadAxisDirection));
-    if (joystickGuid != none.joystickGuid) part("joystick_guid", Quote(joystickGuid));
-    if (joystickIndex != none.joystickIndex) part("joystick_index", std::to_string(joystickIndex));
-    if (joystickButton != none.joystickButton) part("joystick_button", std::to_string(joystickButton));
-    if (joystickAxis != none.joystickAxis) part("joystick_axis", std::to_string(joystickAxis));
+    if (joystickGuid != none.joystickGuid)
+        part("joystick_guid", Quote(joystickGuid));
+    if (joystickIndex != none.joystickIndex)
+        part("joystick_index", std::to_string(joystickIndex));
+    if (joystickButton != none.joystickButton)
+        part("joystick_button", std::to_string(joystickButton));
+    if (joystickAxis != none.joystickAxis)
+        part("joystick_axis", std::to_string(joystickAxis));
     if (joystickAxisDirection != none.joystickAxisDirection)
         part("joystick_axis_direction", std::to_string(joystickAxisDirection));
     return text.empty() ? "none" : text;
@@ -247,19 +256,34 @@ bool ConfigFile::InputBinding::FromString(const std::string& input, InputBinding
             ++pos;
 
         bool ok;
-        if (name == "key") ok = ParseNumber(value, parsed.key);
-        else if (name == "mouse") ok = ParseNumber(value, parsed.mouseButton);
-        else if (name == "gamepad_guid") { parsed.gamepadGuid = value; ok = true; }
-        else if (name == "gamepad_index") ok = ParseNumber(value, parsed.gamepadIndex);
-        else if (name == "gamepad_button") ok = ParseNumber(value, parsed.gamepadButton);
-        else if (name == "gamepad_axis") ok = ParseInt16(value, parsed.gamepadAxis);
-        else if (name == "gamepad_axis_direction") ok = ParseInt16(value, parsed.gamepadAxisDirection);
-        else if (name == "joystick_guid") { parsed.joystickGuid = value; ok = true; }
-        else if (name == "joystick_index") ok = ParseNumber(value, parsed.joystickIndex);
-        else if (name == "joystick_button") ok = ParseNumber(value, parsed.joystickButton);
-        else if (name == "joystick_axis") ok = ParseInt16(value, parsed.joystickAxis);
-        else if (name == "joystick_axis_direction") ok = ParseInt16(value, parsed.joystickAxisDirection);
-        else ok = false;
+        if (name == "key")
+            ok = ParseNumber(value, parsed.key);
+        else if (name == "mouse")
+            ok = ParseNumber(value, parsed.mouseButton);
+        else if (name == "gamepad_guid") {
+            parsed.gamepadGuid = value;
+            ok = true;
+        } else if (name == "gamepad_index")
+            ok = ParseNumber(value, parsed.gamepadIndex);
+        else if (name == "gamepad_button")
+            ok = ParseNumber(value, parsed.gamepadButton);
+        else if (name == "gamepad_axis")
+            ok = ParseInt16(value, parsed.gamepadAxis);
+        else if (name == "gamepad_axis_direction")
+            ok = ParseInt16(value, parsed.gamepadAxisDirection);
+        else if (name == "joystick_guid") {
+            parsed.joystickGuid = value;
+            ok = true;
+        } else if (name == "joystick_index")
+            ok = ParseNumber(value, parsed.joystickIndex);
+        else if (name == "joystick_button")
+            ok = ParseNumber(value, parsed.joystickButton);
+        else if (name == "joystick_axis")
+            ok = ParseInt16(value, parsed.joystickAxis);
+        else if (name == "joystick_axis_direction")
+            ok = ParseInt16(value, parsed.joystickAxisDirection);
+        else
+            ok = false;
         if (!ok)
             return false;
     }

@@ -65,7 +65,9 @@ ReadOnlyStream Stream::ReadStream() {
     return ReadOnlyStream(std::move(bytes), Name());
 }
 
-void WriteOnlyStream::Write(const unsigned char* data, size_t size) { _buffer.insert(_buffer.end(), data, data + size); }
+void WriteOnlyStream::Write(const unsigned char* data, size_t size) {
+    _buffer.insert(_buffer.end(), data, data + size);
+}
 
 void WriteOnlyStream::Read(unsigned char*, size_t) { throw std::runtime_error("Cannot read a write-only stream"); }
 

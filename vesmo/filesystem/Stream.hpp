@@ -36,13 +36,11 @@ public:
     virtual void Flush() {}
 
     // Convenience for trivially copyable values (numbers, glm vectors, packed records).
-    template <class T>
-    void WriteValue(const T& value) {
+    template <class T> void WriteValue(const T& value) {
         static_assert(std::is_trivially_copyable_v<T>);
         Write(reinterpret_cast<const unsigned char*>(&value), sizeof(T));
     }
-    template <class T>
-    T ReadValue() {
+    template <class T> T ReadValue() {
         static_assert(std::is_trivially_copyable_v<T>);
         T value;
         Read(reinterpret_cast<unsigned char*>(&value), sizeof(T));

@@ -38,7 +38,8 @@ TEST(Base16, DecodesBothCasesAndRefusesBadDigits) {
     EXPECT_THROW(vesmo::Base16::Decode("abc"), std::invalid_argument);
     const unsigned char bytes[] = {0xde, 0xad, 0x01};
     EXPECT_EQ(vesmo::Base16::Encode(bytes, 3), "dead01");
-    EXPECT_EQ(vesmo::Base16::Decode(vesmo::Base16::Encode(bytes, 3, true)), std::vector<unsigned char>(bytes, bytes + 3));
+    EXPECT_EQ(vesmo::Base16::Decode(vesmo::Base16::Encode(bytes, 3, true)),
+              std::vector<unsigned char>(bytes, bytes + 3));
 }
 
 TEST(Base36, AlphabetsHaveTheBlankFirst) {

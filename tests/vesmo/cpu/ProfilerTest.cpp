@@ -62,16 +62,12 @@ TEST(Profiler, NestedScopesAndStop) {
 }
 
 TEST(Profiler, DisabledScopeRecordsNothing) {
-    {
-        Profiler scope("ProfilerTest::disabled", false);
-    }
+    { Profiler scope("ProfilerTest::disabled", false); }
     EXPECT_EQ(Find("ProfilerTest::disabled").name, ""); // never even registered
 }
 
 TEST(Profiler, TableAndReset) {
-    {
-        Profiler scope("ProfilerTest::table", true);
-    }
+    { Profiler scope("ProfilerTest::table", true); }
     const std::string table = Profiler::Table();
     EXPECT_NE(table.find("ProfilerTest::table"), std::string::npos);
     EXPECT_NE(table.find("max ms"), std::string::npos);

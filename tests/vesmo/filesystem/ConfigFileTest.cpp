@@ -10,11 +10,11 @@
 #include <limits>
 #include <thread>
 
-using vesmo::filesystem::ConfigFile;
-using vesmo::filesystem::ConfLineStream;
 using testing_support::ReadText;
 using testing_support::TempDir;
 using testing_support::WriteText;
+using vesmo::filesystem::ConfigFile;
+using vesmo::filesystem::ConfLineStream;
 
 namespace {
 
@@ -115,8 +115,8 @@ TEST(ConfigFile, AbsentKeysAndBadValuesLeaveFieldsUntouched) {
     record.ReadConfig();
     const std::string errors = testing::internal::GetCapturedStderr();
     EXPECT_EQ(record.count, 12);
-    EXPECT_EQ(record.scale, 0.675f);       // unreadable: kept, and said on stderr
-    EXPECT_FALSE(record.flag);             // in another section
+    EXPECT_EQ(record.scale, 0.675f);        // unreadable: kept, and said on stderr
+    EXPECT_FALSE(record.flag);              // in another section
     EXPECT_EQ(record.name, "default name"); // absent
     EXPECT_NE(errors.find("[record] scale"), std::string::npos) << errors;
 
@@ -191,7 +191,7 @@ TEST(ConfigFile, SectionReaderHandsHeaderAndLineStreams) {
     EXPECT_EQ(seen[1].keyword, "COLLIDER");
     EXPECT_EQ(seen[1].name, " left  wheel"); // header trimmed, inner blanks kept
     EXPECT_EQ(seen[1].lines[0].second, "0 0 0  1 0 0");
-    EXPECT_EQ(seen[2].keyword, "");           // an empty header is still handed on
+    EXPECT_EQ(seen[2].keyword, ""); // an empty header is still handed on
     EXPECT_EQ(seen[3].keyword, "TARGET");
     EXPECT_TRUE(seen[3].lines.empty());
 }

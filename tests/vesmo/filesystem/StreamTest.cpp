@@ -11,8 +11,7 @@ using namespace vesmo::filesystem;
 using testing_support::TempDir;
 
 namespace {
-template <class F>
-std::string MessageOf(F&& f) {
+template <class F> std::string MessageOf(F&& f) {
     try {
         f();
     } catch (const std::runtime_error& error) {
