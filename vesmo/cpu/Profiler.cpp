@@ -72,23 +72,17 @@ double ToMs(uint64_t ns) { return static_cast<double>(ns) / 1e6; }
 
 } // namespace
 
-Profiler::Profiler(const char* name, bool enabled) {
-    if (!enabled)
-        return;
+void Profiler::Begin(const char* name) {
     _record = LookUp(name);
     _start = std::chrono::steady_clock::now();
 }
 
-Profiler::Profiler(const std::string& name, bool enabled) {
-    if (!enabled)
-        return;
+void Profiler::Begin(const std::string& name) {
     _record = LookUp(name);
     _start = std::chrono::steady_clock::now();
 }
 
-void Profiler::Stop() {
-    if (!_record)
-        return;
+void Profiler::Finish() {
     const auto elapsed = std::chrono::steady_clock::now() - _start;
     const uint64_t ns = static_cast<uint64_t>(std::chrono::duration_cast<std::chrono::nanoseconds>(elapsed).count());
     Record& record = *_record;

@@ -26,15 +26,28 @@ class Profiler {
 public:
     struct Record; // aggregation of one name, opaque
 
-    Profiler(const char* name, bool enabled = true);
-    Profiler(const std::string& name, bool enabled = true);
-    ~Profiler() { Stop(); }
+    // The disabled path is inline so that it costs a test and nothing else.
+    Profiler(const char* name, bool enabled = true) {
+        if (enabled)
+            Begin(name);
+    }
+    Profiler(const std::string& name, bool enabled = true) {
+        if (enabled)
+            Begin(name);
+    }
+    ~Profiler() {
+        if (_record)
+            Finish();
+    }
 
     Profiler(const Profiler&) = delete;
     Profiler& operator=(const Profiler&) = delete;
 
     // Ends the scope now; later calls and the destructor do nothing.
-    void Stop();
+    void Stop() {
+        if (_record)
+            Finish();
+    }
 
     struct Entry {
         std::string name;
@@ -53,6 +66,10 @@ public:
     static void Reset();
 
 private:
+    void Begin(const char* name);
+    void Begin(const std::string& name);
+    void Finish();
+
     Record* _record = nullptr;
     std::chrono::steady_clock::time_point _start;
 };
