@@ -125,8 +125,8 @@ TEST(GameChannels, ConcurrentReadersAndWriters) {
     // Each writer owns its channels (one writer per channel, as modules agree), creating them while the
     // others write and readers read: creation takes the exclusive side, everything else the shared side.
     constexpr int kWriters = 3;
-    constexpr int kChannels = 50;
-    constexpr int kRounds = 40;
+    constexpr int kChannels = 2000; // enough first writes to make the map rehash while others read
+    constexpr int kRounds = 3;
     std::atomic<bool> stop = false;
     std::atomic<long> badReads = 0;
     std::vector<std::thread> readers;
