@@ -9,19 +9,23 @@
 // taken greedily, then an optional decimal count. Letter case tells elements apart ("CO" is carbon and
 // oxygen, "Co" is cobalt). A count is kept in 8 bits and wraps at 256 ("H256" holds 0 atoms, "H300" 44).
 // Brackets, charges, lower-case starts and unknown symbols make the whole formula fail; a failed formula
-// is an empty molecule, silently: its Formula() is "", its masses are 0.
+// is an empty molecule, silently: its Formula() is "", its masses are 0. A first parse is slow (the
+// expression is compiled on each parse, tens of microseconds) and grows with the square of the length;
+// formulas are short and each is parsed once per process.
 //
-// Tables. Every table below is public and is filled by the static initialiser of game/Chemistry, before
-// anything else of the library runs. Two of them grow afterwards, and only by growing:
+// Tables. Every table below is public and is filled by the static initialiser of game/Chemistry when the
+// library is loaded. Static initialisers of other files must not build molecules: their order against this
+// one is not fixed. Two of the tables grow afterwards, and only by growing:
 //   - `molecules`: a formula that is neither a start-up key nor a bare element symbol is parsed once and
 //     remembered under the text it was asked for, failures included, so a bad formula is not parsed again.
 //   - `liquidMoleculesMaxDensity`: a density that is not in the table is computed once and remembered.
 //
 // Threads. Nothing here takes a lock. Lookups of start-up keys, of bare element symbols and of formulas
-// that have already been met only read the tables, so any number of threads may do them at once. The
-// first meeting of a new formula writes an unguarded map: a caller that uses Molecule on several threads
-// has to make sure that new formulas do not arrive concurrently with any other use (for example by
-// constructing its formulas once on one thread before it fans out).
+// that have already been met only read the tables, and so does a liquid density already in its table; any
+// number of threads may do these at once. The first construction of a new formula, and the first liquid
+// density asked of it, write an unguarded map: a caller that uses Molecule on several threads has to make
+// sure that these do not happen concurrently with any other use (for example by meeting its formulas once
+// on one thread before it fans out).
 
 #include <cstdint>
 #include <string>
