@@ -44,7 +44,8 @@ public:
     // Line height in pixels of the shared font.
     static constexpr int kFontPixelHeight = 16;
 
-    // A screen of `width` by `height` pixels, all 0, whose character metrics are those of Font().
+    // A screen of `width` by `height` pixels, all 0, whose character metrics are those of Font(). Loading
+    // the font on first use throws std::runtime_error if its file is missing (Debian: fonts-dejavu-core).
     VesmoScreen(int width, int height);
     // A screen with explicit character metrics, for callers that bring their own idea of the font cell.
     VesmoScreen(int width, int height, int charWidth, int charHeight);
