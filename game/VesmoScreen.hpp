@@ -23,9 +23,11 @@
 //
 // Compressed form: one zlib stream of the raw bytes of `pixels` (four per pixel, memory order), nothing
 // else; the size travels separately. A stream must inflate to exactly the target's size: anything else
-// is a programmer error and ends the process. Serialize keeps 256 bytes of margin over the raw size,
-// which covers any picture a program draws; incompressible noise of more than about 800 KB would not fit
-// and trips the assertion.
+// is a programmer error and ends the process. Damage is caught only where it leaves input unread or
+// the target short (or zlib reports its state broken): a stream whose only fault is its trailing
+// checksum fills the target and is accepted. zlib never writes past the target. Serialize keeps 256 bytes of margin
+// over the raw size, which covers any picture a program draws; incompressible noise of more than about 800 KB would not
+// fit and trips the assertion.
 //
 // Not locked: a screen belongs to one thread at a time.
 

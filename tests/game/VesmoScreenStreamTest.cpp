@@ -161,6 +161,16 @@ TEST(VesmoScreenStreamDeathTest, NoisyPicturesBeyondTheMarginTripSerialize) {
     EXPECT_GT(stream.size(), smaller.pixels.size() * 4);
 }
 
+TEST(VesmoScreenStream, OnlyTheSizeIsCheckedNotTheTrailingChecksum) {
+    VesmoScreen source = Scene(16, 16);
+    std::vector<unsigned char> stream;
+    source.Serialize(stream);
+    stream.back() ^= 0x01;
+    VesmoScreen target(16, 16, 8, 16);
+    target.Deserialize(stream);
+    EXPECT_EQ(target.pixels, source.pixels);
+}
+
 TEST(VesmoScreenStream, CorruptStreamsNeverWriteOutsideTheTarget) {
     VesmoScreen screen = Scene(24, 16);
     std::vector<unsigned char> good;

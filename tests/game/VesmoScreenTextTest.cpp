@@ -69,15 +69,6 @@ uint64_t Fnv1a(const std::vector<uint32_t>& pixels) {
 
 } // namespace
 
-TEST(VesmoScreenText, ScreenTakesItsCharacterMetricsFromTheSharedFont) {
-    VesmoScreen screen(10, 10);
-    EXPECT_EQ(screen.charWidth, VesmoScreen::Font().CharWidth());
-    EXPECT_EQ(screen.charHeight, VesmoScreen::Font().CharHeight());
-    EXPECT_EQ(screen.charHeight, VesmoScreen::kFontPixelHeight);
-    EXPECT_EQ(screen.textScale, 1);
-    EXPECT_EQ(screen.textAlign, 0);
-}
-
 TEST(VesmoScreenText, SplitsAtLineFeedsAndAtBackslashN) {
     const VesmoScreen expected = Reference(64, 40, {{2, 1, "ab"}, {2, 17, "cd"}});
     ASSERT_GT(CountNot(expected, kBack), 20);

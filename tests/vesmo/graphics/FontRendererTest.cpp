@@ -65,21 +65,6 @@ TEST(FontRendererMetrics, DejaVuSansMonoAtSixteenPixels) {
     EXPECT_EQ(big.CharWidth(), 17);
 }
 
-TEST(FontRendererGlyphs, BitmapsAndOffsetsFollowTheCellConvention) {
-    FontRenderer& font = Mono16();
-    const Glyph& h = font[U'H'];
-    ASSERT_GT(h.width, 0);
-    ASSERT_GT(h.height, 0);
-    EXPECT_EQ(h.bitmap.size(), static_cast<size_t>(h.width * h.height));
-    // Bitmap row r lies on cell row (CharHeight - 1) + r - top; 'H' sits on the baseline.
-    EXPECT_EQ(font.CharHeight() - 1 + (h.height - 1) - h.top, font.Baseline() - 1);
-    EXPECT_GE(h.left, 0);
-    EXPECT_LE(h.left + h.width, font.CharWidth() + 1);
-    const Glyph& g = font[U'g'];
-    EXPECT_GT(font.CharHeight() - 1 + (g.height - 1) - g.top, font.Baseline() - 1);
-    EXPECT_LE(font.CharHeight() - 1 + (g.height - 1) - g.top, font.CharHeight() - 1);
-}
-
 TEST(FontRendererGlyphs, CoverageBelowTheThresholdIsCleared) {
     FontRenderer soft(FontRenderer::kDejaVuSansMono, 16, 1);
     FontRenderer crisp(FontRenderer::kDejaVuSansMono, 16, 200);
