@@ -531,3 +531,45 @@ TEST(ControllerBindingStr, FirstPartSetDecides) {
     binding.key = 1000;
     EXPECT_STREQ(Controller::BindingStr(binding), "NONE");
 }
+
+TEST_F(ControllerTest, GameInputUpdateRunsTheControllerTick) {
+    window.SetKey(KEY_ESCAPE, true);
+    Game::InputUpdate(1.0 / 60.0);
+    EXPECT_TRUE(Controller::GetEscape_Pressed());
+}
+
+TEST_F(ControllerTest, HelpTooltipGivesWayToToolsFocusAndAFreeCursor) {
+    // One frame; ImGui's own fallback window is kept from focus unless a panel takes it on purpose.
+    auto shown = [](bool panelFocused = false) {
+        ImGui::NewFrame();
+        ImGui::SetWindowFocus(nullptr);
+        if (panelFocused) {
+            ImGui::Begin("Panel");
+            ImGui::SetWindowFocus();
+            ImGui::End();
+        }
+        const bool result = Game::ShowHelpTooltip();
+        ImGui::EndFrame();
+        return result;
+    };
+    Mode(Game::InputMode_Play, true);
+    EXPECT_TRUE(shown());
+
+    window.SetMouseButton(MOUSE_LEFT, true);
+    Tick();
+    EXPECT_FALSE(shown()); // a tool in use
+    window.ReleaseAll();
+    window.SetKey(KEY_C, true);
+    Tick();
+    EXPECT_FALSE(shown()); // configuring a tool
+    window.ReleaseAll();
+    Tick();
+    EXPECT_TRUE(shown());
+
+    EXPECT_FALSE(shown(true));
+    Game::settings->show_help_tooltips = false;
+    EXPECT_FALSE(shown());
+    Game::settings->show_help_tooltips = true;
+    Mode(Game::InputMode_Play, false);
+    EXPECT_FALSE(shown());
+}
