@@ -92,7 +92,9 @@ BENCHMARK(BM_InputUpdateStation);
 static void BM_BindingStr(benchmark::State& state) {
     vesmo::filesystem::ConfigFile::InputBinding binding;
     binding.gamepadButton = 9;
+    AllocationCounter::Reset();
     for (auto _ : state)
         benchmark::DoNotOptimize(Controller::BindingStr(binding));
+    state.counters["allocs/op"] = benchmark::Counter(AllocationCounter::Count(), benchmark::Counter::kAvgIterations);
 }
 BENCHMARK(BM_BindingStr);
