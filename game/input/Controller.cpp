@@ -324,7 +324,7 @@ void Controller::InputUpdate(double deltaTime) {
 #undef GAME_INPUT_IGNORE
 #undef GAME_INPUT_CLAMP
 
-    // 7, 8.
+    // 7. The new record becomes current. 8. A press of the look toggle flips look mode.
     previousState = state;
     state = next;
     if (state.VehicleGamepadLookToggle && !previousState.VehicleGamepadLookToggle)

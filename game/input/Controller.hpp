@@ -18,6 +18,18 @@
 // their accessors (the value, _Delta, _Pressed and _Released) scale both records by the setting
 // `look_sensitivity`, and they are never clamped. Every other analog action is clamped to [0, 1].
 //
+// What a tick reads, by Game::_inputMode (Ui, Play, Station):
+//  - every mode, whatever ImGui wants: escape (key 256, gamepad START) and the chat key;
+//  - Play and Station, from keyboard and mouse: the inventory keys and mouse look always; every other
+//    binding unless an ImGui window has focus. Keys count unless ImGui wants the keyboard, mouse buttons
+//    only while the cursor is captured (Game::_mouseLook) and ImGui doesn't want the mouse;
+//  - gamepad (the first one) and joysticks, every mode, whatever ImGui wants: sit, third person, zoom,
+//    get info, light, look toggle and the tools; in Play also the avatar's moves, jump, inventory and
+//    the rest of its flags; in Station the vehicle's actions;
+//  - the gamepad's look bindings turn the avatar (squared stick, yaw 1.5 times as fast) in Play, and in
+//    Station while vehicleGamepadLookMode; in Play a click of the sprint button latches sprint until the
+//    avatar stops moving.
+//
 // X_Hold keeps a timer and a tick counter per accessor (function-local statics): one caller, with one
 // pair of arguments, once per tick. Its timer is monotonic milliseconds, so a clock change can't fire or
 // cancel a hold.
