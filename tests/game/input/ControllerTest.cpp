@@ -114,24 +114,6 @@ TEST_F(ControllerTest, EscapeAndChatAreReadInEveryModeWhateverImGuiWants) {
     EXPECT_FALSE(Controller::GetInputChat());
 }
 
-TEST_F(ControllerTest, UiModeReadsNoKeysButTheGamepadStill) {
-    ConnectGamepad();
-    window.SetKey(KEY_W, true);
-    window.SetKey(KEY_TAB, true);
-    window.SetKey(KEY_R, true);
-    window.SetMouseButton(MOUSE_LEFT, true);
-    HeadlessWindow::SetGamepadButton(0, PAD_X, true); // get info: every mode
-    HeadlessWindow::SetGamepadButton(0, PAD_A, true); // jump: Play only
-    Tick();
-    EXPECT_EQ(Controller::GetAvatarTranslateForward(), 0.0);
-    EXPECT_FALSE(Controller::GetAvatarInventory());
-    EXPECT_FALSE(Controller::GetSit());
-    EXPECT_EQ(Controller::GetAvatarToolPrimary(), 0.0);
-    EXPECT_TRUE(Controller::GetGetInfo());
-    EXPECT_EQ(Controller::GetAvatarJump(), 0.0);
-    EXPECT_FALSE(Controller::GetVehicleAux0()); // Station only
-}
-
 TEST_F(ControllerTest, UiModeWithEveryKeyAndButtonDownReadsOnlyEscapeAndChat) {
     for (int key = 32; key <= 348; ++key)
         window.SetKey(key, true);
@@ -155,6 +137,14 @@ TEST_F(ControllerTest, EachModeTakesOnlyItsOwnGamepadBindings) {
         HeadlessWindow::SetGamepadButton(0, button, true);
     for (int axis = 0; axis < 6; ++axis)
         HeadlessWindow::SetGamepadAxis(0, axis, 1.0f);
+
+    Mode(Game::InputMode_Ui, false);
+    Tick();
+    EXPECT_TRUE(Controller::GetGetInfo());
+    EXPECT_FALSE(Controller::GetAvatarJetpack());
+    EXPECT_EQ(Controller::GetAvatarJump(), 0.0);
+    EXPECT_EQ(Controller::state.AvatarYaw, 0.0);
+    EXPECT_FALSE(Controller::GetVehicleAux0());
 
     Mode(Game::InputMode_Play, true);
     Tick();
