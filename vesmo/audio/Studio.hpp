@@ -1,19 +1,36 @@
 #pragma once
 // The engine's sound engine: banks, buses, events with parameters, and one listener.
 //
-// This is the studio without a sound device. Nothing is decoded or mixed; everything the library and the
-// modules set is kept and can be read back: bus volumes, the listener's attributes, the banks in their
-// order of loading, every event instance with its parameters, volume and play state, and the global
-// parameters. A bank is registered by its path whether or not the file exists (no device reads it).
-// The audio work extends this class with a device-backed face; callers don't change.
+// Banks are text files of events (vesmo/audio/Bank.hpp). An event instance is made from its description in
+// the loaded banks; every event goes to a bus, and buses nest by path under the master bus "bus:/".
+//
+// What callers set is kept and can be read back, device or not: bus volumes, the listener's attributes, the
+// banks in their order of loading, every event instance with its parameters, volume and play state, and the
+// global parameters. Update works out each live instance's gain:
+//
+//     gain = event volume × volume of every bus on its path ("bus:/", "bus:/a", "bus:/a/b", ...)
+//            × each curve of the event at its parameter's value
+//
+// where a curve's parameter is read from the event, else from the global parameters, else as 0. An instance
+// whose event no bank describes is silent (gain 0). Settings reach the gain at the next Update, as they
+// would reach a mixer; a stopped instance keeps its gain and is simply not heard.
+//
+// This build has no sound device: nothing is decoded or mixed, and the studio is exactly the state above.
+//
+// Failures are the game's to survive, not to handle: a bank that can't be read or parsed, and an event that
+// no loaded bank names, each print one line on stderr ("Studio: ..."), and the call goes on: LoadBank
+// returns false and registers nothing, EventInstance returns a silent instance whose values stay readable.
 //
 // Threads: any thread may call any operation. One mutex guards the studio and every event of it; events
 // must not outlive their studio.
+
+#include "vesmo/audio/Bank.hpp"
 
 #include <cstdint>
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -31,9 +48,11 @@ public:
     // What the studio knows of one event instance.
     struct EventState {
         std::string path;
+        std::optional<EventDescription> description; // empty if no loaded bank names the event
         bool playing = false;
         bool released = false;
         float volume = 1.0f;
+        float gain = 0.0f; // as of the last Update
         std::map<std::string, float> parameters;
     };
 
@@ -48,13 +67,16 @@ public:
 
         void Start();
         void Stop();
-        // `ignoreSeekSpeed` is the device's concern (jump to the value at once); kept for the call's shape.
+        // `ignoreSeekSpeed` asks a device to jump to the value at once rather than glide; without one every
+        // value is taken at once, so it is kept for the call's shape only.
         void SetParameter(const char* name, float value, bool ignoreSeekSpeed = false);
         void SetVolume(float volume);
 
         float GetParameter(const char* name) const; // 0 if never set
         float GetVolume() const;
+        float GetGain() const; // as of the studio's last Update
         bool IsPlaying() const;
+        bool IsDescribed() const; // a loaded bank names the event
         const std::string& Path() const { return _state->path; }
 
     protected:
@@ -68,8 +90,11 @@ public:
     Studio(const Studio&) = delete;
     Studio& operator=(const Studio&) = delete;
 
+    // Reads and parses the bank file at `path` and adds its events. A bank already loaded is left as it is
+    // (true). An event path that an earlier bank holds keeps the earlier description.
     bool LoadBank(const char* path);
-    std::vector<std::string> LoadedBanks() const;
+    std::vector<std::string> LoadedBanks() const; // in order of loading
+    std::optional<EventDescription> FindEvent(const char* path) const;
 
     // A new instance of the event `path`, registered with the studio; Event objects wrap one.
     std::shared_ptr<EventState> EventInstance(const char* path);
@@ -88,13 +113,17 @@ public:
                                float ux, float uy, float uz);
     Listener GetListenerAttributes() const;
 
-    // One tick of the engine; without a device it only counts, and drops released instances.
+    // One tick of the engine: works out the gains, and drops released instances.
     void Update();
     uint64_t UpdateCount() const;
 
 private:
+    float GainOf(const EventState& event) const;   // _mutex held
+    float BusVolume(const std::string& bus) const; // _mutex held
+
     mutable std::mutex _mutex;
     std::vector<std::string> _banks;
+    std::map<std::string, EventDescription> _descriptions;
     std::vector<std::shared_ptr<EventState>> _events;
     std::map<std::string, float> _parameters;
     std::map<std::string, float> _busVolumes;
