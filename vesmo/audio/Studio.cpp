@@ -1,5 +1,7 @@
 #include "vesmo/audio/Studio.hpp"
 
+#include "vesmo/audio/Device.hpp"
+
 #include <algorithm>
 #include <fstream>
 #include <iostream>
@@ -14,8 +16,36 @@ void Report(const std::string& line) { std::cerr << "Studio: " << line << std::e
 
 } // namespace
 
-Studio::Studio() = default;
+Studio::Studio(Output output) {
+    if (output != Output::Device)
+        return;
+    std::string error;
+    _device = Device::Open(error);
+    if (!_device)
+        Report("no sound device (" + error + "); running silent");
+}
+
 Studio::~Studio() = default;
+
+void Studio::LoadSounds(const Bank& bank) {
+    for (const EventDescription& event : bank.events) {
+        if (event.sound.empty())
+            continue;
+        {
+            std::lock_guard guard(_mutex);
+            if (_device->HasSound(event.sound))
+                continue;
+        }
+        Device::Pcm pcm;
+        std::string error;
+        if (!Device::Decode(event.sound, pcm, error)) {
+            Report("cannot load sound \"" + event.sound + "\" of event \"" + event.path + "\": " + error);
+            continue;
+        }
+        std::lock_guard guard(_mutex);
+        _device->AddSound(event.sound, pcm);
+    }
+}
 
 bool Studio::LoadBank(const char* path) {
     {
@@ -37,6 +67,8 @@ bool Studio::LoadBank(const char* path) {
         Report(std::string("cannot load bank \"") + path + "\": " + error.what());
         return false;
     }
+    if (_device)
+        LoadSounds(bank);
     std::lock_guard guard(_mutex);
     if (std::find(_banks.begin(), _banks.end(), path) != _banks.end())
         return true; // another thread got there first
@@ -153,9 +185,20 @@ float Studio::GainOf(const EventState& event) const {
 void Studio::Update() {
     std::lock_guard guard(_mutex);
     ++_updates;
-    std::erase_if(_events, [](const std::shared_ptr<EventState>& event) { return event->released; });
+    std::erase_if(_events, [this](const std::shared_ptr<EventState>& event) {
+        if (event->released && _device)
+            _device->Release(event.get());
+        return event->released;
+    });
     for (const auto& event : _events)
         event->gain = GainOf(*event);
+    if (!_device)
+        return;
+    _device->SetListener(_listener.position, _listener.velocity, _listener.forward, _listener.up);
+    for (const auto& event : _events)
+        if (event->description)
+            _device->Sync(event.get(), event->description->sound, event->description->loop, event->playing,
+                          event->gain);
 }
 
 uint64_t Studio::UpdateCount() const {
@@ -210,6 +253,11 @@ float Studio::Event::GetGain() const {
 bool Studio::Event::IsPlaying() const {
     std::lock_guard guard(_studio->_mutex);
     return _state->playing;
+}
+
+bool Studio::Event::IsSounding() const {
+    std::lock_guard guard(_studio->_mutex);
+    return _studio->_device && _studio->_device->IsSourcePlaying(_state.get());
 }
 
 bool Studio::Event::IsDescribed() const { return _state->description.has_value(); }

@@ -15,11 +15,18 @@
 // whose event no bank describes is silent (gain 0). Settings reach the gain at the next Update, as they
 // would reach a mixer; a stopped instance keeps its gain and is simply not heard.
 //
-// This build has no sound device: nothing is decoded or mixed, and the studio is exactly the state above.
+// Two faces. A studio made with Output::Silent (servers, tests) has no device: nothing is decoded or mixed,
+// and it is exactly the state above. One made with Output::Device opens the default OpenAL output; if there
+// is none it says so in one line on stderr and runs silent. With a device, LoadBank decodes each event's
+// sound file (libsndfile), and Update brings the device in line with the state: listener, one source per
+// instance with a sound, its looping, its gain, started when the instance is started and stopped when it is
+// stopped or released. The state reads back the same with either face.
 //
 // Failures are the game's to survive, not to handle: a bank that can't be read or parsed, and an event that
 // no loaded bank names, each print one line on stderr ("Studio: ..."), and the call goes on: LoadBank
 // returns false and registers nothing, EventInstance returns a silent instance whose values stay readable.
+// With a device, a sound file that can't be decoded is one such line too; its bank loads and its event is
+// silent on the device.
 //
 // Threads: any thread may call any operation. One mutex guards the studio and every event of it; events
 // must not outlive their studio.
@@ -36,8 +43,15 @@
 
 namespace vesmo::audio {
 
+class Device;
+
 class Studio {
 public:
+    enum class Output {
+        Silent, // no device, whatever the machine has
+        Device, // the default OpenAL output if there is one
+    };
+
     struct Listener {
         float position[3] = {0, 0, 0};
         float velocity[3] = {0, 0, 0};
@@ -77,6 +91,7 @@ public:
         float GetGain() const; // as of the studio's last Update
         bool IsPlaying() const;
         bool IsDescribed() const; // a loaded bank names the event
+        bool IsSounding() const;  // the device is playing its sound (always false without a device)
         const std::string& Path() const { return _state->path; }
 
     protected:
@@ -84,8 +99,10 @@ public:
         std::shared_ptr<EventState> _state;
     };
 
-    Studio();
+    explicit Studio(Output output = Output::Silent);
     virtual ~Studio();
+
+    bool HasDevice() const { return _device != nullptr; }
 
     Studio(const Studio&) = delete;
     Studio& operator=(const Studio&) = delete;
@@ -113,13 +130,15 @@ public:
                                float ux, float uy, float uz);
     Listener GetListenerAttributes() const;
 
-    // One tick of the engine: works out the gains, and drops released instances.
+    // One tick of the engine: works out the gains, drops released instances, and brings the device (if any)
+    // in line with what is left.
     void Update();
     uint64_t UpdateCount() const;
 
 private:
     float GainOf(const EventState& event) const;   // _mutex held
     float BusVolume(const std::string& bus) const; // _mutex held
+    void LoadSounds(const Bank& bank);
 
     mutable std::mutex _mutex;
     std::vector<std::string> _banks;
@@ -129,6 +148,7 @@ private:
     std::map<std::string, float> _busVolumes;
     Listener _listener;
     uint64_t _updates = 0;
+    std::unique_ptr<Device> _device; // null without one
 };
 
 } // namespace vesmo::audio
