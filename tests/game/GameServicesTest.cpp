@@ -10,6 +10,7 @@
 
 #include <gtest/gtest.h>
 #include <imgui.h>
+#include <imgui_internal.h>
 
 #include <atomic>
 #include <thread>
@@ -125,8 +126,8 @@ TEST(GameChannels, ConcurrentReadersAndWriters) {
     // Each writer owns its channels (one writer per channel, as modules agree), creating them while the
     // others write and readers read: creation takes the exclusive side, everything else the shared side.
     constexpr int kWriters = 3;
-    constexpr int kChannels = 50;
-    constexpr int kRounds = 40;
+    constexpr int kChannels = 2000; // enough first writes to make the map rehash while others read
+    constexpr int kRounds = 3;
     std::atomic<bool> stop = false;
     std::atomic<long> badReads = 0;
     std::vector<std::thread> readers;
@@ -191,5 +192,43 @@ TEST(GameUiStyle, ScalesStyleAndFontsBySetting) {
     EXPECT_FLOAT_EQ(style.Colors[ImGuiCol_TabActive].z, 0.5f);
     EXPECT_FLOAT_EQ(style.Colors[ImGuiCol_PlotLines].y, 0.3f);
     ImGui::DestroyContext();
+    Game::settings.reset();
+}
+
+TEST(GameUiStyle, HelpTooltipOnlyWhileLookingAroundWithTheSettingOn) {
+    testing_support::TempDir folder;
+    Game::settings = std::make_unique<game::GameSettings>(folder.File("settings.conf"), 0);
+    ImGui::CreateContext();
+    ImGuiIO& io = ImGui::GetIO();
+    io.DisplaySize = ImVec2(800, 600);
+    unsigned char* pixels = nullptr;
+    int width = 0, height = 0;
+    io.Fonts->GetTexDataAsRGBA32(&pixels, &width, &height);
+    ImGui::NewFrame();
+    ImGui::SetWindowFocus(nullptr); // as capturing the mouse does
+
+    Game::_mouseLook = false;
+    EXPECT_FALSE(Game::ShowHelpTooltip());
+    Game::_mouseLook = true;
+    Game::settings->show_help_tooltips = false;
+    EXPECT_FALSE(Game::ShowHelpTooltip());
+    Game::settings->show_help_tooltips = true;
+    ImGui::Begin("Panel"); // a focused panel silences the tooltip
+    ImGui::End();
+    EXPECT_FALSE(Game::ShowHelpTooltip());
+    ImGui::SetWindowFocus(nullptr);
+    EXPECT_TRUE(Game::ShowHelpTooltip());
+    // A new window learns its size in its first frame; the pivot places it from the second on.
+    ImGui::EndFrame();
+    ImGui::NewFrame();
+    EXPECT_TRUE(Game::ShowHelpTooltip());
+    ImGuiWindow* tooltip = ImGui::FindWindowByName("Help Tooltips");
+    ASSERT_NE(tooltip, nullptr);
+    EXPECT_FLOAT_EQ(tooltip->Pos.x + tooltip->Size.x, 800.0f); // pinned to the top right
+    EXPECT_FLOAT_EQ(tooltip->Pos.y, 0.0f);
+
+    ImGui::EndFrame();
+    ImGui::DestroyContext();
+    Game::_mouseLook = false;
     Game::settings.reset();
 }

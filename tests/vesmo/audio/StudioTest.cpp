@@ -7,6 +7,9 @@
 
 #include <gtest/gtest.h>
 
+#include <thread>
+#include <vector>
+
 using testing_support::TempDir;
 using testing_support::WriteText;
 using vesmo::audio::Studio;
@@ -152,4 +155,26 @@ TEST_F(StudioTest, GainIsVolumeTimesBusesTimesCurvesAsOfTheLastUpdate) {
     studio.Update();
     EXPECT_FALSE(wind.IsPlaying());
     EXPECT_FLOAT_EQ(wind.GetGain(), 0.8f * 0.5f * 0.5f * 0.25f * 0.5f);
+}
+
+TEST_F(StudioTest, AnyThreadMayCall) {
+    const std::string bank = Bank("shared.bank", "[event:/shared]\ngain a = 0:0 1000:1\n");
+    ASSERT_TRUE(studio.LoadBank(bank.c_str()));
+    Studio::Event event(&studio, "event:/shared");
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t)
+        threads.emplace_back([&, t] {
+            for (int i = 0; i < 1000; ++i) {
+                event.SetParameter(t % 2 ? "a" : "b", static_cast<float>(i));
+                studio.SetVolume(static_cast<float>(i) / 1000.0f, "bus:/");
+                studio.Update();
+            }
+        });
+    for (auto& thread : threads)
+        thread.join();
+    EXPECT_EQ(studio.UpdateCount(), 4000u);
+    EXPECT_EQ(event.GetParameter("a"), 999.0f);
+    studio.SetVolume(1.0f, "bus:/");
+    studio.Update();
+    EXPECT_FLOAT_EQ(event.GetGain(), 0.999f);
 }
