@@ -91,7 +91,9 @@ public:
         float GetGain() const; // as of the studio's last Update
         bool IsPlaying() const;
         bool IsDescribed() const; // a loaded bank names the event
-        bool IsSounding() const;  // the device is playing its sound (always false without a device)
+        // The device is playing its sound (always false without a device). A sound that isn't looped ends on
+        // the device while the instance stays started: IsPlaying is what the caller asked, this what is heard.
+        bool IsSounding() const;
         const std::string& Path() const { return _state->path; }
 
     protected:
