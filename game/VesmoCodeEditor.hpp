@@ -168,8 +168,10 @@ public:
     };
 
     // Inputs: 0 condition, 1 statements if true, 2 statements otherwise. Its value is an `if` statement.
+    // Inputs 1 and 2 have type STATEMENT_TYPE: an unconnected one is its literal as written.
     class ConditionalNode : public VesmoNode {
     public:
+        static constexpr int STATEMENT_TYPE = 2;
         explicit ConditionalNode(ImVec2 pos);
         explicit ConditionalNode(const json& json) : VesmoNode(json) {}
         const char* ClassName() const override { return "ConditionalNode"; }

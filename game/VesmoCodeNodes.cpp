@@ -246,7 +246,12 @@ std::string Editor::CounterNode::InputLabel(int index) const {
 Editor::SmoothNode::SmoothNode(ImVec2 pos) : VesmoNode("Smooth", pos, 3) {}
 std::string Editor::SmoothNode::InputLabel(int index) const { return Label({"target", "duration", "trigger"}, index); }
 
-Editor::ConditionalNode::ConditionalNode(ImVec2 pos) : VesmoNode("Conditional", pos, 3) {}
+// The statement inputs take their literal as written (a type beyond TYPES), so that an unconnected,
+// empty "else" stays empty instead of reading as the number 0.
+Editor::ConditionalNode::ConditionalNode(ImVec2 pos) : VesmoNode("Conditional", pos, 3) {
+    inputTypes[1] = STATEMENT_TYPE;
+    inputTypes[2] = STATEMENT_TYPE;
+}
 std::string Editor::ConditionalNode::InputLabel(int index) const { return Label({"condition", "then", "else"}, index); }
 
 Editor::PulseNode::PulseNode(ImVec2 pos) : VesmoNode("Pulse", pos, 2) {}
