@@ -53,11 +53,15 @@ Node::Node(const nlohmann::json& json)
 }
 
 nlohmann::json Node::Serialize() {
-    nlohmann::json ids = nlohmann::json::array();
+    nlohmann::json result = nlohmann::json::object();
+    result["id"] = id.ToString();
+    result["title"] = title;
+    result["pos"] = ToJson(pos);
+    result["size"] = ToJson(size);
+    nlohmann::json& ids = result["inputs"] = nlohmann::json::array();
     for (const auto& input : inputs)
         ids.push_back(input.ToString());
-    return nlohmann::json{
-        {"id", id.ToString()}, {"title", title}, {"pos", ToJson(pos)}, {"size", ToJson(size)}, {"inputs", ids}};
+    return result;
 }
 
 float Node::GetMinimumHeight() const {

@@ -56,10 +56,9 @@ void TextEditor::SetText(const std::string& text) {
             break;
         start = end + 1;
     }
-    _spans.clear();
-    _spans.reserve(_lines.size());
-    for (const auto& line : _lines)
-        _spans.push_back(Colorize(line));
+    // Lines are coloured when first drawn: a generated program is set far more often than it is read.
+    _spans.assign(_lines.size(), {});
+    _coloured.assign(_lines.size(), false);
     _selectionStart = _selectionEnd = _anchor = Coordinates{};
 }
 
@@ -250,6 +249,10 @@ void TextEditor::Render(const char* title, ImVec2 size) {
                 line == _selectionEnd.line ? xOf(_selectionEnd.column) : xOf(static_cast<int>(content.size())) + digit;
             drawList->AddRectFilled(ImVec2(x0, start.y), ImVec2(x1, start.y + lineHeight),
                                     Colour(PaletteIndex::Selection));
+        }
+        if (!_coloured[static_cast<size_t>(line)]) {
+            _spans[static_cast<size_t>(line)] = Colorize(content);
+            _coloured[static_cast<size_t>(line)] = true;
         }
         for (const Span& span : _spans[static_cast<size_t>(line)]) {
             drawList->AddText(font, fontSize, ImVec2(xOf(span.begin), start.y), Colour(span.colour),

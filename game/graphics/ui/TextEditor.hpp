@@ -90,7 +90,8 @@ private:
     Coordinates ScreenToText(ImVec2 point, ImVec2 origin, float lineHeight, float gutter) const;
 
     std::vector<std::string> _lines;
-    std::vector<std::vector<Span>> _spans; // per line, computed by SetText
+    std::vector<std::vector<Span>> _spans; // per line, computed when the line is first drawn
+    std::vector<bool> _coloured;
     Palette _palette;
     Coordinates _selectionStart;
     Coordinates _selectionEnd;
