@@ -1,0 +1,84 @@
+// The program editor driven through the canvas: the node palette, undo and redo keys, read-only nodes.
+#include "game/VesmoCodeEditor.hpp"
+
+#include "support/ImGuiHarness.hpp"
+
+#include <gtest/gtest.h>
+#include <imgui_internal.h>
+
+namespace {
+
+using VesmoCodeEditor::Editor;
+
+ImVec2 operator+(ImVec2 a, ImVec2 b) { return ImVec2(a.x + b.x, a.y + b.y); }
+
+class VesmoCodeEditorTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        editor.programName = "demo";
+        ui.SetBody([this] {
+            editor.Render();
+            editor.Refresh();
+        });
+    }
+    // The first item of the innermost open popup.
+    static ImVec2 FirstMenuItem() {
+        const ImGuiContext& g = *ImGui::GetCurrentContext();
+        EXPECT_FALSE(g.OpenPopupStack.empty());
+        const ImGuiWindow* popup = g.OpenPopupStack.back().Window;
+        return popup->Pos + ImVec2(popup->WindowPadding.x + 6.0f, popup->WindowPadding.y + 3.0f);
+    }
+    void AddFromPalette(ImVec2 at) {
+        ui.Click(at, 1);
+        ui.MoveTo(FirstMenuItem()); // "Values" opens its submenu on hover
+        ui.Step(2);
+        ui.Click(FirstMenuItem());
+    }
+
+    test::ImGuiHarness ui;
+    Editor editor;
+};
+
+TEST_F(VesmoCodeEditorTest, PaletteAddsANodeAndTheTextFollows) {
+    ui.Step();
+    AddFromPalette(ui.windowPos + ImVec2(300.0f, 200.0f));
+    ASSERT_EQ(editor.nodes.size(), 1u);
+    EXPECT_NE(dynamic_cast<Editor::InputNode*>(editor.nodes[0]), nullptr);
+    EXPECT_FLOAT_EQ(editor.nodes[0]->pos.x + editor.nodes[0]->size.x * 0.5f, 300.0f);
+    EXPECT_EQ(editor.history.size(), 1u);
+    EXPECT_NE(editor.textEditor.GetText().find("\"class\":\"InputNode\""), std::string::npos);
+}
+
+TEST_F(VesmoCodeEditorTest, UndoAndRedoKeysStepThroughTheHistory) {
+    ui.Step();
+    AddFromPalette(ui.windowPos + ImVec2(200.0f, 200.0f));
+    AddFromPalette(ui.windowPos + ImVec2(500.0f, 200.0f));
+    ASSERT_EQ(editor.nodes.size(), 2u);
+    ASSERT_EQ(editor.history.size(), 2u);
+
+    ui.Shortcut(test::key::Z);
+    EXPECT_EQ(editor.nodes.size(), 1u);
+    EXPECT_EQ(editor.historyPosition, 1u);
+    ui.Shortcut(test::key::Y);
+    EXPECT_EQ(editor.nodes.size(), 2u);
+    EXPECT_EQ(editor.historyPosition, 0u);
+    EXPECT_EQ(editor.history.size(), 2u) << "stepping through the history pushes nothing";
+}
+
+TEST_F(VesmoCodeEditorTest, ReadOnlyEditorOffersNoPaletteAndNoUndo) {
+    auto* blinker = new Editor::BlinkerNode(ImVec2(100.0f, 100.0f));
+    editor.nodes.push_back(blinker);
+    editor.Serialize(true);
+    editor.nodes.push_back(new Editor::TimeNode(ImVec2(300.0f, 100.0f)));
+    editor.Serialize(true);
+    editor.readOnly = true;
+    ui.Step();
+    ui.Click(ui.windowPos + ImVec2(500.0f, 400.0f), 1);
+    EXPECT_TRUE(ImGui::GetCurrentContext()->OpenPopupStack.empty());
+    ui.Shortcut(test::key::Z);
+    EXPECT_EQ(editor.nodes.size(), 2u);
+    EXPECT_EQ(editor.historyPosition, 0u);
+    EXPECT_FALSE(Editor::VesmoNode::_locked) << "the lock lives for the editor's frame only";
+}
+
+} // namespace
