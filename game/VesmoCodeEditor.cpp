@@ -222,7 +222,7 @@ bool Editor::Render() {
         return focused;
     }
     const bool* keys = ImGui::GetIO().KeysDown;
-    const bool ctrl = keys[KEY_LEFT_CONTROL];
+    const bool ctrl = keys[KEY_LEFT_CONTROL] && !ImGui::GetIO().WantTextInput; // a text field has its own undo
     const bool redoKeys = ctrl && (keys[KEY_Y] || (keys[KEY_Z] && keys[KEY_LEFT_SHIFT]));
     const bool undoKeys = ctrl && keys[KEY_Z] && !keys[KEY_LEFT_SHIFT];
     if (undoKeys && _undoArmed) {

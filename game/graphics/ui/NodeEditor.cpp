@@ -315,7 +315,9 @@ bool NodeEditor::Render() {
                 if (node->selected && node != draggingNode)
                     node->pos = Add(node->pos, dragDelta);
 
-        const bool ctrl = KeyDown(KEY_LEFT_CONTROL);
+        // Keys typed into a node's own text field are the field's: no node copy, paste or delete then.
+        const bool typing = io.WantTextInput;
+        const bool ctrl = KeyDown(KEY_LEFT_CONTROL) && !typing;
         const bool copyKeys = ctrl && (KeyDown(KEY_C) || KeyDown(KEY_D));
         const bool pasteKeys = ctrl && (KeyDown(KEY_V) || KeyDown(KEY_D));
         if (copyKeys && copyArmed) {
@@ -330,7 +332,7 @@ bool NodeEditor::Render() {
         } else if (!pasteKeys) {
             pasteArmed = true;
         }
-        if (!readOnly && KeyDown(KEY_DELETE))
+        if (!readOnly && !typing && KeyDown(KEY_DELETE))
             DeleteSelection();
     } else {
         copyArmed = false;

@@ -13,7 +13,12 @@
 // times `zoom`, read afresh where used. Canvas point P shows at window-relative pixel (P + pan) * scale.
 // Pin positions and wire ends are absolute screen pixels.
 //
-// Keys are read from ImGuiIO::KeysDown[] with GLFW key codes (ImGui 1.86 predates named keys).
+// Keys are read from ImGuiIO::KeysDown[] with GLFW key codes (ImGui 1.86 predates named keys): left Ctrl
+// with C copies the selection, with V pastes it at the mouse, with D duplicates it; Delete deletes it. None
+// of them act while a text field of a node has the keyboard (ImGuiIO::WantTextInput).
+//
+// Connection changes set `changed` on the consuming node and on the editor alike, so that an owner that
+// watches only the editor regenerates too.
 //
 // Everything runs on the ImGui thread. The clipboard statics and Render's function-local statics are
 // shared by all editors of the process: two editors can't be drawn at once.
