@@ -81,4 +81,29 @@ TEST_F(VesmoCodeEditorTest, ReadOnlyEditorOffersNoPaletteAndNoUndo) {
     EXPECT_FALSE(Editor::VesmoNode::_locked) << "the lock lives for the editor's frame only";
 }
 
+TEST_F(VesmoCodeEditorTest, LiteralTypedIntoANodeRegeneratesTheTextAndKeepsKeysFromTheCanvas) {
+    auto* blinker = new Editor::BlinkerNode(ImVec2(100.0f, 100.0f));
+    auto* output = new Editor::OutputNode(ImVec2(400.0f, 100.0f));
+    output->inputs[0] = blinker->id;
+    editor.nodes = {blinker, output};
+    blinker->size.y = blinker->GetMinimumHeight();
+    ui.Step();
+    blinker->selected = true;
+
+    // The literal field of input 0 stands beside its pin, below the title bar.
+    const float titleHeight = ImGui::GetFontSize() * 1.5f;
+    const ImVec2 field = ui.windowPos + ImVec2(100.0f + 16.0f + 10.0f, 100.0f + titleHeight + 6.0f);
+    ui.Click(field);
+    ui.Type("2");
+    ui.Key(test::key::Delete, true); // the field's key, not the canvas's
+    ui.Step();
+    ui.Key(test::key::Delete, false);
+    ui.Step();
+    ASSERT_EQ(editor.nodes.size(), 2u);
+    ui.Click(ui.windowPos + ImVec2(600.0f, 500.0f)); // the field loses the keyboard: the edit is done
+    EXPECT_EQ(blinker->inputValues[0], "2");
+    EXPECT_NE(editor.textEditor.GetText().find("round(time / 2) % 2 == 0"), std::string::npos)
+        << editor.textEditor.GetText();
+}
+
 } // namespace

@@ -8,6 +8,7 @@
 #include <imgui.h>
 
 #include <functional>
+#include <utility>
 
 namespace test {
 
@@ -18,6 +19,7 @@ constexpr int D = 68;
 constexpr int V = 86;
 constexpr int Y = 89;
 constexpr int Z = 90;
+constexpr int Enter = 257;
 constexpr int Delete = 261;
 constexpr int LeftShift = 340;
 constexpr int LeftControl = 341;
@@ -40,6 +42,20 @@ public:
         io.Fonts->GetTexDataAsRGBA32(&pixels, &width, &height);
         io.Fonts->SetTexID(reinterpret_cast<ImTextureID>(static_cast<intptr_t>(1)));
         io.MousePos = ImVec2(-1.0f, -1.0f);
+        // ImGui's own widgets find their keys through KeyMap, filled with GLFW codes as a launcher does.
+        const std::pair<ImGuiKey, int> keyMap[] = {{ImGuiKey_Tab, 258},        {ImGuiKey_LeftArrow, 263},
+                                                   {ImGuiKey_RightArrow, 262}, {ImGuiKey_UpArrow, 265},
+                                                   {ImGuiKey_DownArrow, 264},  {ImGuiKey_PageUp, 266},
+                                                   {ImGuiKey_PageDown, 267},   {ImGuiKey_Home, 268},
+                                                   {ImGuiKey_End, 269},        {ImGuiKey_Insert, 260},
+                                                   {ImGuiKey_Delete, 261},     {ImGuiKey_Backspace, 259},
+                                                   {ImGuiKey_Space, 32},       {ImGuiKey_Enter, 257},
+                                                   {ImGuiKey_Escape, 256},     {ImGuiKey_KeyPadEnter, 335},
+                                                   {ImGuiKey_A, 65},           {ImGuiKey_C, 67},
+                                                   {ImGuiKey_V, 86},           {ImGuiKey_X, 88},
+                                                   {ImGuiKey_Y, 89},           {ImGuiKey_Z, 90}};
+        for (const auto& [imguiKey, glfwKey] : keyMap)
+            io.KeyMap[imguiKey] = glfwKey;
     }
     ~ImGuiHarness() { ImGui::DestroyContext(_context); }
     ImGuiHarness(const ImGuiHarness&) = delete;
@@ -109,6 +125,11 @@ public:
         Step();
     }
     void Key(int key, bool down) { ImGui::GetIO().KeysDown[key] = down; }
+    // Types text into whatever has the keyboard, one frame.
+    void Type(const char* text) {
+        ImGui::GetIO().AddInputCharactersUTF8(text);
+        Step();
+    }
     // Ctrl with `key`, pressed for one frame and released for one.
     void Shortcut(int key) {
         Key(key::LeftControl, true);
