@@ -88,13 +88,13 @@ TEST_F(VesmoCodeEditorTest, LiteralTypedIntoANodeRegeneratesTheTextAndKeepsKeysF
     editor.nodes = {blinker, output};
     blinker->size.y = blinker->GetMinimumHeight();
     ui.Step();
-    blinker->selected = true;
 
     // The literal field of input 0 stands beside its pin, below the title bar.
     const float titleHeight = ImGui::GetFontSize() * 1.5f;
     const ImVec2 field = ui.windowPos + ImVec2(100.0f + 16.0f + 10.0f, 100.0f + titleHeight + 6.0f);
     ui.Click(field);
     ui.Type("2");
+    blinker->selected = true; // the click into the field cleared the selection
     ui.Key(test::key::Delete, true); // the field's key, not the canvas's
     ui.Step();
     ui.Key(test::key::Delete, false);
