@@ -68,9 +68,14 @@ json Editor::VesmoNode::Serialize() {
     json result = Node::Serialize();
     result["class"] = ClassName();
     result["inputValues"] = inputValues;
+    // Every input is written with its type, a missing entry as 0: the generator creates missing entries
+    // as it reads them, and the graph's JSON must not change with that.
     json types = json::object();
     for (const auto& [key, value] : inputTypes)
         types[std::to_string(key)] = value;
+    for (size_t i = 0; i < inputs.size(); ++i)
+        if (!inputTypes.contains(static_cast<int>(i)))
+            types[std::to_string(i)] = 0;
     result["inputTypes"] = types;
     return result;
 }

@@ -57,6 +57,7 @@ TEST(VesmoCodeGenerator, SmallExampleOfBlinkerBetweenInputAndOutput) {
     ASSERT_EQ(document.at("nodes").size(), 3u);
     EXPECT_EQ(document["nodes"][0], input->Serialize());
     EXPECT_EQ(document["nodes"][2]["inputs"][0], blinker->id.ToString());
+    EXPECT_EQ(p.Text(), text) << "a second run over the same graph writes the same text";
 }
 
 TEST(VesmoCodeGenerator, EmptyGraphIsJustTheFirstLine) {

@@ -153,6 +153,25 @@ TEST_F(NodeEditorTest, DoubleClickOnAPinDisconnects) {
     EXPECT_TRUE(c->changed);
 }
 
+TEST_F(NodeEditorTest, PinMenusDisconnect) {
+    Node* a = Add("a", ImVec2(50.0f, 50.0f), 0);
+    Node* b = Add("b", ImVec2(300.0f, 50.0f), 2);
+    Node* c = Add("c", ImVec2(300.0f, 250.0f), 1);
+    b->inputs = {a->id, a->id};
+    c->inputs = {a->id};
+    ui.Step();
+    ui.Click(In(b, 0), 1);
+    ui.Click(FirstMenuItem()); // "Disconnect"
+    EXPECT_TRUE(b->inputs[0].IsNull());
+    EXPECT_EQ(b->inputs[1], a->id);
+
+    ui.Click(Out(a), 1);
+    ui.Click(FirstMenuItem()); // "Disconnect from all input nodes"
+    ui.Step();
+    EXPECT_TRUE(b->inputs[1].IsNull());
+    EXPECT_TRUE(c->inputs[0].IsNull());
+}
+
 // ---- moving, resizing, selecting ----------------------------------------------------------------------
 
 TEST_F(NodeEditorTest, TitleDragMovesSnapsAndStopsAtTheWindowEdge) {
