@@ -50,7 +50,7 @@ static void BM_SerializeGraph(benchmark::State& state) {
     AllocationCounter::Reset();
     for (auto _ : state) {
         editor.Serialize(false);
-        benchmark::DoNotOptimize(editor.textEditor.GetLines().data());
+        benchmark::DoNotOptimize(editor.textEditor.GetText().data());
     }
     state.counters["allocs/op"] = benchmark::Counter(AllocationCounter::Count(), benchmark::Counter::kAvgIterations);
     state.counters["nodes"] = static_cast<double>(editor.nodes.size());

@@ -631,7 +631,7 @@ void Editor::Serialize(bool pushHistory) {
             text += '\n';
         }
     }
-    textEditor.SetText(text);
+    textEditor.SetText(std::move(text));
 }
 
 } // namespace VesmoCodeEditor

@@ -29,7 +29,11 @@ bool InRect(ImVec2 point, ImVec2 centre, float half) {
            point.y <= centre.y + half;
 }
 
-nlohmann::json ToJson(ImVec2 v) { return nlohmann::json{{"x", v.x}, {"y", v.y}}; }
+// Written key by key: an initializer list would first build each pair as an array of two values.
+void WriteVec2(nlohmann::json& into, ImVec2 v) {
+    into["x"] = v.x;
+    into["y"] = v.y;
+}
 ImVec2 FromJson(const nlohmann::json& json) { return ImVec2(json.at("x").get<float>(), json.at("y").get<float>()); }
 
 ImU32 Color(float r, float g, float b, float a) { return ImGui::ColorConvertFloat4ToU32(ImVec4(r, g, b, a)); }
@@ -56,8 +60,8 @@ nlohmann::json Node::Serialize() {
     nlohmann::json result = nlohmann::json::object();
     result["id"] = id.ToString();
     result["title"] = title;
-    result["pos"] = ToJson(pos);
-    result["size"] = ToJson(size);
+    WriteVec2(result["pos"], pos);
+    WriteVec2(result["size"], size);
     nlohmann::json& ids = result["inputs"] = nlohmann::json::array();
     for (const auto& input : inputs)
         ids.push_back(input.ToString());

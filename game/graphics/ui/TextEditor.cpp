@@ -47,11 +47,21 @@ const TextEditor::Palette& TextEditor::GetDefaultPalette() {
 }
 
 void TextEditor::SetText(const std::string& text) {
+    _text = text;
+    SplitLines();
+}
+
+void TextEditor::SetText(std::string&& text) {
+    _text = std::move(text);
+    SplitLines();
+}
+
+void TextEditor::SplitLines() {
     _lines.clear();
     size_t start = 0;
     while (true) {
-        const size_t end = text.find('\n', start);
-        _lines.push_back(text.substr(start, end == std::string::npos ? std::string::npos : end - start));
+        const size_t end = _text.find('\n', start);
+        _lines.push_back({start, (end == std::string::npos ? _text.size() : end) - start});
         if (end == std::string::npos)
             break;
         start = end + 1;
@@ -62,17 +72,7 @@ void TextEditor::SetText(const std::string& text) {
     _selectionStart = _selectionEnd = _anchor = Coordinates{};
 }
 
-std::string TextEditor::GetText() const {
-    std::string text;
-    for (size_t i = 0; i < _lines.size(); ++i) {
-        if (i != 0)
-            text += '\n';
-        text += _lines[i];
-    }
-    return text;
-}
-
-std::vector<TextEditor::Span> TextEditor::Colorize(const std::string& line) {
+std::vector<TextEditor::Span> TextEditor::Colorize(std::string_view line) {
     std::vector<Span> spans;
     const int n = static_cast<int>(line.size());
     auto add = [&](int begin, int end, PaletteIndex colour) {
@@ -111,7 +111,7 @@ std::vector<TextEditor::Span> TextEditor::Colorize(const std::string& line) {
         } else if (IsWordStart(c)) {
             while (j < n && IsWordChar(line[static_cast<size_t>(j)]))
                 ++j;
-            const std::string word = line.substr(static_cast<size_t>(i), static_cast<size_t>(j - i));
+            const std::string word(line.substr(static_cast<size_t>(i), static_cast<size_t>(j - i)));
             PaletteIndex colour = PaletteIndex::Default;
             if (Keywords().contains(word))
                 colour = PaletteIndex::Keyword;
@@ -136,7 +136,7 @@ ImU32 TextEditor::Colour(PaletteIndex index) const {
 void TextEditor::SetSelection(Coordinates start, Coordinates end) {
     auto clampCoordinates = [&](Coordinates c) {
         c.line = std::clamp(c.line, 0, static_cast<int>(_lines.size()) - 1);
-        c.column = std::clamp(c.column, 0, static_cast<int>(_lines[static_cast<size_t>(c.line)].size()));
+        c.column = std::clamp(c.column, 0, static_cast<int>(GetLine(c.line).size()));
         return c;
     };
     start = clampCoordinates(start);
@@ -146,13 +146,13 @@ void TextEditor::SetSelection(Coordinates start, Coordinates end) {
 }
 
 void TextEditor::SelectAll() {
-    SetSelection({0, 0}, {static_cast<int>(_lines.size()) - 1, static_cast<int>(_lines.back().size())});
+    SetSelection({0, 0}, {static_cast<int>(_lines.size()) - 1, static_cast<int>(GetLine(GetLineCount() - 1).size())});
 }
 
 std::string TextEditor::GetSelectedText() const {
     std::string text;
     for (int line = _selectionStart.line; line <= _selectionEnd.line; ++line) {
-        const std::string& content = _lines[static_cast<size_t>(line)];
+        const std::string_view content = GetLine(line);
         const size_t from = line == _selectionStart.line ? static_cast<size_t>(_selectionStart.column) : 0;
         const size_t to = line == _selectionEnd.line ? static_cast<size_t>(_selectionEnd.column) : content.size();
         if (line != _selectionStart.line)
@@ -170,7 +170,7 @@ void TextEditor::Copy() const {
 TextEditor::Coordinates TextEditor::ScreenToText(ImVec2 point, ImVec2 origin, float lineHeight, float gutter) const {
     Coordinates c;
     c.line = std::clamp(static_cast<int>((point.y - origin.y) / lineHeight), 0, static_cast<int>(_lines.size()) - 1);
-    const std::string& line = _lines[static_cast<size_t>(c.line)];
+    const std::string_view line = GetLine(c.line);
     const float x = point.x - origin.x - gutter;
     ImFont* font = ImGui::GetFont();
     const float size = ImGui::GetFontSize();
@@ -234,7 +234,7 @@ void TextEditor::Render(const char* title, ImVec2 size) {
     const int last = std::min(static_cast<int>(_lines.size()), static_cast<int>((scrollY + height) / lineHeight) + 1);
     float widest = 0.0f;
     for (int line = first; line < last; ++line) {
-        const std::string& content = _lines[static_cast<size_t>(line)];
+        const std::string_view content = GetLine(line);
         const ImVec2 start(origin.x, origin.y + lineHeight * static_cast<float>(line));
         const std::string number = std::to_string(line + 1);
         drawList->AddText(ImVec2(start.x + gutter - digit * static_cast<float>(number.size() + 1), start.y),

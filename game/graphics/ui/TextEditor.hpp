@@ -14,6 +14,7 @@
 #include <array>
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace game::graphics::ui {
@@ -58,9 +59,15 @@ public:
     TextEditor();
 
     void SetText(const std::string& text);
-    // The text as set, lines joined by line feeds.
-    std::string GetText() const;
-    const std::vector<std::string>& GetLines() const { return _lines; }
+    void SetText(std::string&& text);
+    // The text as set.
+    const std::string& GetText() const { return _text; }
+    int GetLineCount() const { return static_cast<int>(_lines.size()); }
+    // One line without its line feed; valid until the text changes.
+    std::string_view GetLine(int line) const {
+        const Extent& extent = _lines[static_cast<size_t>(line)];
+        return std::string_view(_text).substr(extent.begin, extent.length);
+    }
 
     void SetPalette(const Palette& palette) { _palette = palette; }
     const Palette& GetPalette() const { return _palette; }
@@ -83,13 +90,20 @@ public:
         PaletteIndex colour;
     };
     // The colouring of one line, spans in order and covering it.
-    static std::vector<Span> Colorize(const std::string& line);
+    static std::vector<Span> Colorize(std::string_view line);
 
 private:
     ImU32 Colour(PaletteIndex index) const;
     Coordinates ScreenToText(ImVec2 point, ImVec2 origin, float lineHeight, float gutter) const;
 
-    std::vector<std::string> _lines;
+    struct Extent {
+        size_t begin;
+        size_t length;
+    };
+    void SplitLines();
+
+    std::string _text;
+    std::vector<Extent> _lines;            // one per line, into _text: a set text is split without copies
     std::vector<std::vector<Span>> _spans; // per line, computed when the line is first drawn
     std::vector<bool> _coloured;
     Palette _palette;

@@ -17,7 +17,8 @@ TEST(TextEditor, TextComesBackAsSet) {
         EXPECT_EQ(view.GetText(), text);
     }
     view.SetText("a\nb\n");
-    EXPECT_EQ(view.GetLines().size(), 3u);
+    EXPECT_EQ(view.GetLineCount(), 3);
+    EXPECT_EQ(view.GetLine(1), "b");
 }
 
 // The text of every span of one colour, in order.
