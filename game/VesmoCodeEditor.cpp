@@ -80,6 +80,11 @@ Node* Editor::DeserializeNode(const json& json) {
 void Editor::AddNode(Node* node, ImVec2 pos) {
     node->size.x = std::max(node->size.x, node->GetMinimumWidth());
     node->size.y = std::max(node->size.y, node->GetMinimumHeight());
+    // Tall enough for its rows (title bar, 20 units per input or setting, a margin); the minimum height
+    // of the editor counts inputs only, and the user may still shrink the node to it.
+    if (const auto* vesmo = dynamic_cast<const VesmoNode*>(node))
+        node->size.y =
+            std::max(node->size.y, 30.0f + 20.0f * static_cast<float>(node->inputs.size() + vesmo->SettingRows()));
     node->pos = ImVec2(pos.x - node->size.x * 0.5f, pos.y - node->size.y * 0.5f);
     nodes.push_back(node);
     changed = true;

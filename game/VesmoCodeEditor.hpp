@@ -54,6 +54,8 @@ public:
         virtual std::string InputLabel(int index) const;
         // Whether the user may choose the value type of an input from its pin menu.
         virtual bool HasTypedInputs() const { return false; }
+        // How many rows of setting widgets the node draws below its input rows.
+        virtual int SettingRows() const { return 0; }
         // The value type of an input; a missing entry reads as 0 and is created.
         int InputType(int index) { return inputTypes[index]; }
 
@@ -78,6 +80,7 @@ public:
         explicit InputNode(const json& json);
         json Serialize() override;
         const char* ClassName() const override { return "InputNode"; }
+        int SettingRows() const override { return 4; }
         bool DrawSettings(float width) override;
         int type = 0;      // "type"
         int index = 0;     // "index"
@@ -91,6 +94,7 @@ public:
         explicit ConstNumberNode(const json& json);
         json Serialize() override;
         const char* ClassName() const override { return "ConstNumberNode"; }
+        int SettingRows() const override { return 2; }
         bool DrawSettings(float width) override;
         std::string name;   // "name"
         double value = 0.0; // "value"
@@ -102,6 +106,7 @@ public:
         explicit ConstTextNode(const json& json);
         json Serialize() override;
         const char* ClassName() const override { return "ConstTextNode"; }
+        int SettingRows() const override { return 2; }
         bool DrawSettings(float width) override;
         std::string name;  // "name"
         std::string value; // "value"
@@ -114,6 +119,7 @@ public:
         explicit VarNumberNode(const json& json);
         json Serialize() override;
         const char* ClassName() const override { return "VarNumberNode"; }
+        int SettingRows() const override { return 1; }
         std::string InputLabel(int index) const override;
         bool DrawSettings(float width) override;
         std::string name; // "name"
@@ -126,6 +132,7 @@ public:
         explicit VarTextNode(const json& json);
         json Serialize() override;
         const char* ClassName() const override { return "VarTextNode"; }
+        int SettingRows() const override { return 1; }
         std::string InputLabel(int index) const override;
         bool DrawSettings(float width) override;
         std::string name; // "name"
@@ -205,6 +212,7 @@ public:
         explicit IncludeNode(const json& json);
         json Serialize() override;
         const char* ClassName() const override { return "IncludeNode"; }
+        int SettingRows() const override { return 1; }
         bool DrawSettings(float width) override;
         std::string file; // "file"
     };
@@ -263,6 +271,7 @@ public:
         explicit OutputNode(const json& json);
         json Serialize() override;
         const char* ClassName() const override { return "OutputNode"; }
+        int SettingRows() const override { return 2; }
         std::string InputLabel(int index) const override { return "channel " + std::to_string(index); }
         bool DrawSettings(float width) override;
         int index = 0;     // "index"
@@ -276,6 +285,7 @@ public:
         explicit ExpressionNode(const json& json);
         json Serialize() override;
         const char* ClassName() const override { return "ExpressionNode"; }
+        int SettingRows() const override { return 1; }
         std::string InputLabel(int index) const override;
         bool DrawSettings(float width) override;
         std::string expression; // "expression"
@@ -288,6 +298,7 @@ public:
         explicit StatementNode(const json& json);
         json Serialize() override;
         const char* ClassName() const override { return "StatementNode"; }
+        int SettingRows() const override { return 1; }
         std::string InputLabel(int index) const override;
         bool DrawSettings(float width) override;
         std::string expression; // "expression"
@@ -312,6 +323,7 @@ public:
         explicit SwitchNode(const json& json);
         json Serialize() override;
         const char* ClassName() const override { return "SwitchNode"; }
+        int SettingRows() const override { return 1; }
         std::string InputLabel(int index) const override;
         bool DrawSettings(float width) override;
         int type = 0; // "type"
@@ -332,6 +344,7 @@ public:
         explicit TextNode(const json& json);
         json Serialize() override;
         const char* ClassName() const override { return "TextNode"; }
+        int SettingRows() const override { return 1; }
         bool DrawSettings(float width) override;
         std::string format; // "format"
     };

@@ -81,6 +81,31 @@ TEST_F(VesmoCodeEditorTest, ReadOnlyEditorOffersNoPaletteAndNoUndo) {
     EXPECT_FALSE(Editor::VesmoNode::_locked) << "the lock lives for the editor's frame only";
 }
 
+TEST_F(VesmoCodeEditorTest, EveryClassDrawsEditableAndLocked) {
+    const ImVec2 at(0.0f, 0.0f);
+    std::vector<game::graphics::ui::Node*> all = {
+        new Editor::InputNode(at),       new Editor::ConstNumberNode(at),  new Editor::ConstTextNode(at),
+        new Editor::VarNumberNode(at),   new Editor::VarTextNode(at),      new Editor::DelayNode(at),
+        new Editor::BlinkerNode(at),     new Editor::CounterNode(at),      new Editor::SmoothNode(at),
+        new Editor::ConditionalNode(at), new Editor::MathNode(at, "LERP"), new Editor::PIDControllerNode(at),
+        new Editor::IncludeNode(at),     new Editor::PulseNode(at),        new Editor::PulseToggleNode(at),
+        new Editor::TimeNode(at),        new Editor::OutputNode(at),       new Editor::ExpressionNode(at),
+        new Editor::StatementNode(at),   new Editor::ExecuteNode(at),      new Editor::SwitchNode(at),
+        new Editor::PrintNode(at),       new Editor::TextNode(at)};
+    for (size_t i = 0; i < all.size(); ++i) {
+        all[i]->pos = ImVec2(static_cast<float>(i % 6) * 130.0f, static_cast<float>(i / 6) * 150.0f);
+        editor.nodes.push_back(all[i]);
+    }
+    for (const bool locked : {false, true}) {
+        editor.readOnly = locked;
+        for (size_t i = 0; i < all.size(); ++i)
+            ui.MoveTo(ui.windowPos + ImVec2(all[i]->pos.x + 60.0f, all[i]->pos.y + 30.0f));
+    }
+    EXPECT_EQ(editor.nodes.size(), all.size());
+    EXPECT_EQ(editor.inputPinPositions.size(), all.size());
+    EXPECT_EQ(editor.outputPinPositions.size(), all.size() - 4) << "outputs, prints, executes, includes: no pin";
+}
+
 TEST_F(VesmoCodeEditorTest, LiteralTypedIntoANodeRegeneratesTheTextAndKeepsKeysFromTheCanvas) {
     auto* blinker = new Editor::BlinkerNode(ImVec2(100.0f, 100.0f));
     auto* output = new Editor::OutputNode(ImVec2(400.0f, 100.0f));
@@ -94,7 +119,7 @@ TEST_F(VesmoCodeEditorTest, LiteralTypedIntoANodeRegeneratesTheTextAndKeepsKeysF
     const ImVec2 field = ui.windowPos + ImVec2(100.0f + 16.0f + 10.0f, 100.0f + titleHeight + 6.0f);
     ui.Click(field);
     ui.Type("2");
-    blinker->selected = true; // the click into the field cleared the selection
+    blinker->selected = true;        // the click into the field cleared the selection
     ui.Key(test::key::Delete, true); // the field's key, not the canvas's
     ui.Step();
     ui.Key(test::key::Delete, false);
