@@ -18,9 +18,9 @@ struct ModuleID {
 
     ModuleID() = default;
     constexpr ModuleID(uint64_t v, uint64_t n) : vendor(v), name(n) {}
-    ModuleID(const std::string& text) { Parse(text); }
-    ModuleID(const char* text) { Parse(text); }
+    explicit ModuleID(const std::string& text) { Parse(text); }
 
+    bool IsNull() const { return vendor == 0 || name == 0; }
     bool operator==(const ModuleID&) const = default;
 
     std::string String() const {

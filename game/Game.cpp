@@ -1,0 +1,3 @@
+#include "game/Game.hpp"
+
+std::string Game::_current_world;
