@@ -285,10 +285,6 @@ void ServerSideEntity::AfterUpdate(double deltaTime) {
     }
 }
 
-void ServerSideEntity::PhysicsUpdate(double, int) {
-    // The rigid-body step is not part of this library yet: entities keep the pose their modules give them.
-}
-
 void ServerSideEntity::RefreshCache() {
     vesmo::cpu::Profiler scope("ServerSideEntity::RefreshCache");
     parentMoving = false;
