@@ -37,11 +37,13 @@ struct WorldHull {
     }
 
     Projection Project(const glm::dvec3& axis) const {
+        // The new value goes first: std::min(d, m) returns d when d is NaN, so a NaN axis projects to
+        // NaN bounds, and the comparisons of the test then skip it instead of taking it for a gap.
         Projection p{kLargestDouble, -kLargestDouble};
         for (uint32_t i = 0; i < count; ++i) {
             const double d = glm::dot(axis, vertices[i]);
-            p.min = std::min(p.min, d);
-            p.max = std::max(p.max, d);
+            p.min = std::min(d, p.min);
+            p.max = std::max(d, p.max);
         }
         return p;
     }
@@ -157,7 +159,7 @@ Collision ConvexCollision(const ConvexMeshCollider& a, const glm::dmat4& transfo
     // The hulls have no edge list, so every pair of vertices stands in for an edge: up to 28 pairs a side,
     // 784 cross axes. The directions are normalised in single precision in the collider frame, then
     // rotated. No bias favours face axes: in a tie the earlier axis stays.
-    std::array<glm::dvec3, kMaxVertices * (kMaxVertices - 1) / 2> edgesB;
+    std::array<glm::dvec3, kMaxVertices*(kMaxVertices - 1) / 2> edgesB;
     size_t edgeCountB = 0;
     for (uint32_t k = 0; k < b.vertexCount; ++k)
         for (uint32_t l = k + 1; l < b.vertexCount; ++l)

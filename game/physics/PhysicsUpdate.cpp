@@ -31,7 +31,8 @@ enum RigidbodyEnvType : int { Static = 0, DynamicBody = 1, Orbiting = 2 };
 
 template <class B> using Groups = std::unordered_map<Id, std::vector<B>>;
 template <class B> using ByEnvironment = std::unordered_map<EnvironmentId, Groups<B>>;
-using BodyIndex = std::unordered_map<EnvironmentId, std::unordered_map<Id, std::tuple<RigidbodyEnvType, unsigned long, Id>>>;
+using BodyIndex =
+    std::unordered_map<EnvironmentId, std::unordered_map<Id, std::tuple<RigidbodyEnvType, unsigned long, Id>>>;
 
 bool Ignores(const Dynamic& body, const Id& other) {
     return !body.ignoredCollisions.empty() && body.ignoredCollisions.count(other) != 0;
@@ -84,8 +85,9 @@ struct Frame {
                     Body& parent = Find(environment, found->second, &unused);
                     a.parentBody = &parent;
                     // In the parent's entity frame, which is the group frame.
-                    if (Ignores(a, parentId) || glm::distance(a.centerPosition, parent.centerOfMass + parent.boundsCenter) >
-                                                    a.sweptRadius + parent.boundingRadius)
+                    if (Ignores(a, parentId) ||
+                        glm::distance(a.centerPosition, parent.centerOfMass + parent.boundsCenter) >
+                            a.sweptRadius + parent.boundingRadius)
                         a.parentBody = nullptr;
                 }
             }
@@ -200,7 +202,8 @@ void Frame::ApplyGravity() {
                 e->smoothedAcceleration = toEntity * body.parentAcceleration;
             } else if (environment != 0) {
                 const physics::EnvironmentInfo info =
-                    function ? (*function)(e->position, static_cast<EnvironmentInfoFlags>(0), 0.0) : physics::EnvironmentInfo{};
+                    function ? (*function)(e->position, static_cast<EnvironmentInfoFlags>(0), 0.0)
+                             : physics::EnvironmentInfo{};
                 e->smoothedAcceleration = toEntity * info.gravity;
             } else {
                 e->smoothedAcceleration = glm::dvec3(0.0);
@@ -323,14 +326,17 @@ void Frame::PublishDebug() {
                 for (const ConvexMeshCollider& collider : body.colliders)
                     publish(body, collider, true);
                 for (const Game::PhysicsLineDebug& line : body.debugLines)
-                    lines.push_back({line.id, line.start + body.centerOfMass, line.end + body.centerOfMass, line.color});
+                    lines.push_back(
+                        {line.id, line.start + body.centerOfMass, line.end + body.centerOfMass, line.color});
                 for (const Dynamic* other : body.dynamicCandidates)
                     lines.push_back({none, body.centerPosition, other->centerPosition, {0, 1, 0, 1}});
                 for (const Body* other : body.staticCandidates)
                     lines.push_back({none, body.centerPosition, other->centerPosition, {1, 1, 0, 1}});
                 if (body.parentBody)
-                    lines.push_back({body.parentBody->id, body.centerPosition,
-                                     body.parentBody->centerOfMass + body.parentBody->boundsCenter, {1, 0, 1, 1}});
+                    lines.push_back({body.parentBody->id,
+                                     body.centerPosition,
+                                     body.parentBody->centerOfMass + body.parentBody->boundsCenter,
+                                     {1, 0, 1, 1}});
             }
         }
     }

@@ -68,8 +68,10 @@ template <class EntityT> struct StaticPairRoutine {
             return;
         if (Game::debugServerSidePhysics) {
             const glm::dmat4 toBody = glm::inverse(body.GetTransform());
-            body.debugLines.push_back({body.id, Transform(toBody, collision.point),
-                                       Transform(toBody, collision.point + collision.normal), {1, 0, 0, 1}});
+            body.debugLines.push_back({body.id,
+                                       Transform(toBody, collision.point),
+                                       Transform(toBody, collision.point + collision.normal),
+                                       {1, 0, 0, 1}});
         }
         if (self.onCollision) {
             const ConvexMeshCollider selfCopy = Placed(self, selfTransform);
@@ -118,8 +120,10 @@ template <class EntityT> void DynamicRigidbody<EntityT>::CollisionDetection(doub
                         continue;
                     if (Game::debugServerSidePhysics) {
                         const glm::dmat4 toBody = glm::inverse(this->GetTransform());
-                        debugLines.push_back({this->id, Transform(toBody, collision.point),
-                                              Transform(toBody, collision.point + collision.normal), {1, 0, 0, 1}});
+                        debugLines.push_back({this->id,
+                                              Transform(toBody, collision.point),
+                                              Transform(toBody, collision.point + collision.normal),
+                                              {1, 0, 0, 1}});
                     }
                     if (oc.onCollision || c.onCollision) {
                         const Collider selfCopy = Placed(c, selfTransform);
@@ -229,8 +233,8 @@ void DynamicRigidbody<EntityT>::RespondToCollision(DynamicRigidbody* body, const
 }
 
 template <class EntityT>
-void DynamicRigidbody<EntityT>::RespondToCollision(DynamicRigidbody* a, DynamicRigidbody* b,
-                                                   const Collision& collision, double friction, double) {
+void DynamicRigidbody<EntityT>::RespondToCollision(DynamicRigidbody* a, DynamicRigidbody* b, const Collision& collision,
+                                                   double friction, double) {
     vesmo::cpu::Profiler scope("RespondToCollision");
     const glm::dvec3 n = collision.normal;
     const glm::dvec3 ra = collision.point - a->position;
@@ -295,8 +299,9 @@ template <class EntityT> bool DynamicRigidbody<EntityT>::GetStaticContact(glm::d
     if (glm::dot(normal, L) < 0)
         normal = -normal;
     // Within 45 degrees of each other.
-    if (glm::dot(normal, L) < 0.707 || glm::dot(L, normals[n - 2]) < 0.707 || glm::dot(normal, normals[n - 2]) < 0.707 ||
-        glm::dot(L, normals[n - 3]) < 0.707 || glm::dot(normal, normals[n - 3]) < 0.707)
+    if (glm::dot(normal, L) < 0.707 || glm::dot(L, normals[n - 2]) < 0.707 ||
+        glm::dot(normal, normals[n - 2]) < 0.707 || glm::dot(L, normals[n - 3]) < 0.707 ||
+        glm::dot(normal, normals[n - 3]) < 0.707)
         return false;
 
     // Does the foot of the centre of mass fall inside that triangle?
@@ -337,10 +342,9 @@ template <class EntityT> bool DynamicRigidbody<EntityT>::GetStaticContact(glm::d
 
 template void DynamicRigidbody<game::entity::ServerSideEntity>::CollisionDetection(double);
 template void DynamicRigidbody<game::entity::ServerSideEntity>::RespondToCollision(DynamicRigidbody*, const Collision&,
-                                                                                  double, double);
-template void DynamicRigidbody<game::entity::ServerSideEntity>::RespondToCollision(DynamicRigidbody*,
-                                                                                  DynamicRigidbody*,
-                                                                                  const Collision&, double, double);
+                                                                                   double, double);
+template void DynamicRigidbody<game::entity::ServerSideEntity>::RespondToCollision(DynamicRigidbody*, DynamicRigidbody*,
+                                                                                   const Collision&, double, double);
 template void DynamicRigidbody<game::entity::ServerSideEntity>::AddStaticContactPoint(const glm::dvec3&, glm::dvec3);
 template bool DynamicRigidbody<game::entity::ServerSideEntity>::GetStaticContact(glm::dvec3&);
 

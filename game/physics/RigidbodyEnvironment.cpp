@@ -61,9 +61,7 @@ template <class EntityT> struct TerrainContacts {
     glm::dmat4 frame;                  // body frame to the environment's frame
     glm::dvec3 down{0.0};
 
-    void RefreshFrame() {
-        frame = parentTransform ? *parentTransform * body.GetTransform() : body.GetTransform();
-    }
+    void RefreshFrame() { frame = parentTransform ? *parentTransform * body.GetTransform() : body.GetTransform(); }
 
     // The two queries at a collider's centre: the first finds which way is down, the second looks for
     // ground one radius below.
@@ -120,8 +118,10 @@ template <class EntityT> struct TerrainContacts {
         }
         if (Game::debugServerSidePhysics) {
             const glm::dmat4 toBody = glm::inverse(body.GetTransform());
-            body.debugLines.push_back({body.id, Transform(toBody, collision.point),
-                                       Transform(toBody, collision.point + collision.normal), {1, 0, 0, 1}});
+            body.debugLines.push_back({body.id,
+                                       Transform(toBody, collision.point),
+                                       Transform(toBody, collision.point + collision.normal),
+                                       {1, 0, 0, 1}});
         }
         bool record = true;
         if (c.onCollision) {
@@ -173,12 +173,13 @@ bool DynamicRigidbody<EntityT>::TraceRay(const glm::dvec3& origin, const glm::dv
         }
     }
     if (Game::debugServerSidePhysics)
-        debugLines.push_back({this->id, origin, origin + direction,
-                              blocked ? glm::vec4(0, 0, 0, 1) : glm::vec4(1, 0, 1, 1)});
+        debugLines.push_back(
+            {this->id, origin, origin + direction, blocked ? glm::vec4(0, 0, 0, 1) : glm::vec4(1, 0, 1, 1)});
     return blocked;
 }
 
-template <class EntityT> void DynamicRigidbody<EntityT>::ComputeAerodynamicSurfaces(game::EnvironmentFunction& environment) {
+template <class EntityT>
+void DynamicRigidbody<EntityT>::ComputeAerodynamicSurfaces(game::EnvironmentFunction& environment) {
     vesmo::cpu::Profiler scope("ComputeAerodynamicSurfaces");
     const glm::dmat4 T = this->GetTransform();
     environment(glm::dvec3(T[3]), kMedium, 0.0); // the answer is not used; the query is part of the frame
@@ -236,8 +237,7 @@ void DynamicRigidbody<EntityT>::AddSurfaces(const Collider& c, const glm::dmat4&
             return clear;
         for (int i = 0; i < 4; ++i) {
             const double sb = (i & 1) ? 1.0 : -1.0, sc = (i & 2) ? 1.0 : -1.0;
-            const glm::dvec3 point =
-                face + sb * 0.333 * extent[b] * Axis(b) + sc * 0.333 * extent[cAxis] * Axis(cAxis);
+            const glm::dvec3 point = face + sb * 0.333 * extent[b] * Axis(b) + sc * 0.333 * extent[cAxis] * Axis(cAxis);
             if (!TraceRay(Transform(M, point), direction, &c))
                 clear += 1.0;
         }
@@ -256,8 +256,8 @@ void DynamicRigidbody<EntityT>::AddSurfaces(const Collider& c, const glm::dmat4&
         const glm::dvec3 ray = glm::normalize(toBody * rayLocal);
         const double open = exposure(face, ray, other1, other2, liftArea, 1.1);
         if (open > 0) {
-            aerodynamicSurfaces.push_back({r, glm::normalize(toBody * u), liftArea,
-                                           open * std::sin(std::abs(along) * 0.5 * kPi), 0.01});
+            aerodynamicSurfaces.push_back(
+                {r, glm::normalize(toBody * u), liftArea, open * std::sin(std::abs(along) * 0.5 * kPi), 0.01});
             made = true;
         }
     } else {
@@ -403,8 +403,8 @@ void DynamicRigidbody<EntityT>::InteractWithEnvironmentFromParent(const glm::dma
                                                                   game::EnvironmentFunction& environment,
                                                                   double deltaTime) {
     vesmo::cpu::Profiler scope("InteractWithEnvironmentFromParent");
-    EnvironmentInfo info =
-        environment(Transform(parentTransform, this->GetPositionAtCenterOfBounds()), kFirstLook, 0.5 * this->boundingRadius);
+    EnvironmentInfo info = environment(Transform(parentTransform, this->GetPositionAtCenterOfBounds()), kFirstLook,
+                                       0.5 * this->boundingRadius);
     if (!(info.altitude - this->boundingRadius < 0))
         return;
     vesmo::cpu::Profiler terrainScope("Narrow-phase terrain collision detection");
@@ -416,8 +416,9 @@ void DynamicRigidbody<EntityT>::InteractWithEnvironmentFromParent(const glm::dma
 
 template void DynamicRigidbody<game::entity::ServerSideEntity>::ComputeAerodynamicSurfaces(game::EnvironmentFunction&);
 template void DynamicRigidbody<game::entity::ServerSideEntity>::InteractWithEnvironment(game::EnvironmentFunction&,
-                                                                                       double);
-template void DynamicRigidbody<game::entity::ServerSideEntity>::InteractWithEnvironmentFromParent(
-    const glm::dmat4&, game::EnvironmentFunction&, double);
+                                                                                        double);
+template void
+DynamicRigidbody<game::entity::ServerSideEntity>::InteractWithEnvironmentFromParent(const glm::dmat4&,
+                                                                                    game::EnvironmentFunction&, double);
 
 } // namespace game::physics
