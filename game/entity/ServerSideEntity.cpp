@@ -3,6 +3,7 @@
 #include "game/Assert.hpp"
 #include "game/Game.hpp"
 #include "game/entity/EntityConfig.hpp"
+#include "game/entity/PressurizedVolume.hpp"
 #include "vesmo/cpu/Profiler.hpp"
 
 #include <glm/gtc/quaternion.hpp>
@@ -577,6 +578,11 @@ void ServerSideEntity::UnloadAllEntities() {
     {
         std::unique_lock lock(_sharedObjectsMutex);
         _sharedObjects.clear();
+    }
+    // Taken after the entities' lock is released: the volumes' lock never nests inside it.
+    {
+        std::unique_lock lock(PressurizedVolume::_sharedObjectsMutex);
+        PressurizedVolume::_sharedObjects.clear();
     }
 }
 
