@@ -1,11 +1,12 @@
-// A module of entity types for the entity tests, loaded with dlopen.
+// A SERVER_Mod module of entity types for the entity tests ("TEST_entities").
 //
 //   plain    an interface that overrides nothing
-//   counter  counts its updates, saves its count and a generation tag, keeps a checkpoint of its count
-//   blob     saves an arbitrary byte string that the test gives it
+//   counter  counts its updates, saves its count and the module's generation, checkpoints its count
+//   blob     saves a byte string that the test gives it
+//   broken   a factory that makes nothing
 //
-// TestEntities_Register(generation, configFolder) fills the registry; TestEntities_Unregister empties what
-// it filled, as a module does before it is unloaded.
+// ModuleLoad registers the types, ModuleUnload removes them, as a module does around its life. The other
+// exports let the tests look into the interfaces, whose classes only this library knows.
 
 #include "game/entity/EntityConfig.hpp"
 #include "game/entity/ServerSideEntity.hpp"
@@ -57,11 +58,10 @@ public:
 
 } // namespace
 
-extern "C" __attribute__((visibility("default"))) void TestEntities_Register(int generation, const char* configFolder) {
-    g_generation = generation;
+extern "C" __attribute__((visibility("default"))) void ModuleLoad() {
     auto& types = ServerSideEntity::_registered_interfaces[vesmo::modular::ModuleID(kModule).String()];
     const vesmo::modular::ModuleID module(kModule);
-    const std::string folder = configFolder;
+    const std::string folder = TEST_ENTITY_CONFIGS;
     types["plain"] = {module, "plain", std::make_shared<EntityConfig>(folder + "/block.conf"),
                       [] { return std::make_shared<ServerSideEntity::Interface>(); }};
     types["counter"] = {module, "counter", std::make_shared<EntityConfig>(folder + "/arm.conf"),
@@ -70,10 +70,14 @@ extern "C" __attribute__((visibility("default"))) void TestEntities_Register(int
     types["broken"] = {module, "broken", nullptr, [] { return std::shared_ptr<ServerSideEntity::Interface>(); }};
 }
 
-extern "C" __attribute__((visibility("default"))) void TestEntities_Unregister() {
+extern "C" __attribute__((visibility("default"))) void ModuleUnload() {
     ServerSideEntity::_registered_interfaces.erase(vesmo::modular::ModuleID(kModule).String());
     std::lock_guard guard(ServerSideEntity::_module_entities_mutex);
     ServerSideEntity::_module_entities.erase(vesmo::modular::ModuleID(kModule).String());
+}
+
+extern "C" __attribute__((visibility("default"))) void TestEntities_SetGeneration(int generation) {
+    g_generation = generation;
 }
 
 extern "C" __attribute__((visibility("default"))) int TestEntities_Count(const ServerSideEntity::Interface* interface) {
