@@ -32,6 +32,7 @@ public:
         Initialised = Symbol<bool (*)(const ServerSideEntity::Interface*)>("TestEntities_Initialised");
         SetBlob = Symbol<void (*)(ServerSideEntity::Interface*, const std::string*)>("TestEntities_SetBlob");
         GetBlob = Symbol<bool (*)(const ServerSideEntity::Interface*, std::string*)>("TestEntities_GetBlob");
+        Log = Symbol<std::string* (*)()>("TestEntities_Log");
     }
     // Every interface the module made must be gone before its code is.
     void Unload() {
@@ -45,6 +46,7 @@ public:
     bool (*Initialised)(const ServerSideEntity::Interface*) = nullptr;
     void (*SetBlob)(ServerSideEntity::Interface*, const std::string*) = nullptr;
     bool (*GetBlob)(const ServerSideEntity::Interface*, std::string*) = nullptr;
+    std::string* (*Log)() = nullptr;
 
 private:
     template <class F> F Symbol(const char* name) {

@@ -3,6 +3,7 @@
 //   plain    an interface that overrides nothing
 //   counter  counts its updates, saves its count and the module's generation, checkpoints its count
 //   blob     saves a byte string that the test gives it
+//   recorder logs its BeforeUpdate, Update and AfterUpdate calls
 //   broken   a factory that makes nothing
 //
 // ModuleLoad registers the types, ModuleUnload removes them, as a module does around its life. The other
@@ -46,6 +47,15 @@ public:
     bool initialised = false;
 };
 
+// Appends "<tag>B", "<tag>U", "<tag>A" to the log for its three tick hooks.
+std::string g_log;
+class Recorder : public ServerSideEntity::Interface {
+public:
+    void BeforeUpdate(double) override { g_log += "B"; }
+    void Update(double) override { g_log += "U"; }
+    void AfterUpdate(double) override { g_log += "A"; }
+};
+
 class Blob : public ServerSideEntity::Interface {
 public:
     void Serialize(WriteOnlyStream& out) override { out.Write(bytes); }
@@ -67,6 +77,7 @@ extern "C" __attribute__((visibility("default"))) void ModuleLoad() {
     types["counter"] = {module, "counter", std::make_shared<EntityConfig>(folder + "/arm.conf"),
                         [] { return std::make_shared<Counter>(); }};
     types["blob"] = {module, "blob", nullptr, [] { return std::make_shared<Blob>(); }};
+    types["recorder"] = {module, "recorder", nullptr, [] { return std::make_shared<Recorder>(); }};
     types["broken"] = {module, "broken", nullptr, [] { return std::shared_ptr<ServerSideEntity::Interface>(); }};
 }
 
@@ -110,3 +121,5 @@ TestEntities_GetBlob(const ServerSideEntity::Interface* interface, std::string* 
         *bytes = blob->bytes;
     return blob != nullptr;
 }
+
+extern "C" __attribute__((visibility("default"))) std::string* TestEntities_Log() { return &g_log; }
