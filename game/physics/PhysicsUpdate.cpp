@@ -59,12 +59,38 @@ struct Frame {
         return body;
     }
 
+    // Centres and swept radii of the group being paired, side by side, so that the all-pairs loop reads
+    // contiguous memory. Reused from group to group.
+    std::vector<double> xs, ys, zs, rs;
+
     // The all-pairs sphere test of a group (a pair is kept on the lower index) and the parent lookup.
     void PairGroup(EnvironmentId environment, const Id& parentId, std::vector<Dynamic>& bodies,
                    std::vector<Body>* statics) {
-        for (size_t i = 0; i < bodies.size(); ++i) {
+        const size_t n = bodies.size();
+        xs.resize(n);
+        ys.resize(n);
+        zs.resize(n);
+        rs.resize(n);
+        for (size_t i = 0; i < n; ++i) {
+            xs[i] = bodies[i].centerPosition.x;
+            ys[i] = bodies[i].centerPosition.y;
+            zs[i] = bodies[i].centerPosition.z;
+            rs[i] = bodies[i].sweptRadius;
+        }
+        for (size_t i = 0; i < n; ++i) {
             Dynamic& a = bodies[i];
-            for (size_t j = i + 1; j < bodies.size(); ++j) {
+            // A cheap pass without square roots marks the pairs that may be in reach; the margin is far
+            // above the rounding of the squares, so a pair it drops is one that the exact test (the sum
+            // of the radii against the distance) would drop too. The exact test decides the rest.
+            const double x = xs[i], y = ys[i], z = zs[i], r = rs[i];
+            const double* __restrict px = xs.data();
+            const double* __restrict py = ys.data();
+            const double* __restrict pz = zs.data();
+            const double* __restrict pr = rs.data();
+            for (size_t j = i + 1; j < n; ++j) {
+                const double dx = px[j] - x, dy = py[j] - y, dz = pz[j] - z, reach = r + pr[j];
+                if (reach * reach < (dx * dx + dy * dy + dz * dz) * (1.0 - 1e-9)) [[likely]]
+                    continue;
                 Dynamic& b = bodies[j];
                 if (a.sweptRadius + b.sweptRadius > glm::distance(a.centerPosition, b.centerPosition) &&
                     !Ignores(a, b.id) && !Ignores(b, a.id))
