@@ -4,7 +4,7 @@
 
 #include "game/Options.hpp"
 
-#include "vesmo/graphics/Window.hpp"
+#include "vesmo/graphics/HeadlessWindow.hpp"
 
 #include "TestSupport.hpp"
 
@@ -15,6 +15,7 @@
 #include <atomic>
 #include <thread>
 
+using vesmo::graphics::HeadlessWindow;
 using vesmo::graphics::Window;
 
 namespace {
@@ -31,7 +32,7 @@ protected:
         Game::_mouseLook = false;
         Game::_inputMode = Game::InputMode_Ui;
     }
-    Window window;
+    HeadlessWindow window;
 };
 
 } // namespace
