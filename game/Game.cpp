@@ -2,6 +2,7 @@
 
 #include "game/Options.hpp"
 #include "game/audio/EnvironmentAudio.hpp"
+#include "game/entity/ServerTick.hpp"
 #include "game/graphics/GameRenderer.hpp"
 #include "game/input/Controller.hpp"
 #include "game/input/Joystick.hpp"
@@ -199,22 +200,9 @@ void Game::ServerUpdate(double deltaTime, int physicsSteps) {
             module->Server_BeforeUpdate(deltaTime);
     });
 
-    // The entity phases. Server-side entities arrive with the server-side entity work; until then the walks
-    // (ServerSideEntity::ForEach) find nothing, and these are the places where they go:
-    //
-    //   timed path only: _serverSideEntityPerformance_timers[id] = 0 for every entity without a parent;
-    //     in b, c and e the entry of each entity's GetVehicleID() gets the clock seconds subtracted before
-    //     the entity's calls and added after them (the clock read only on this path);
-    //   b  every entity's BeforeUpdate(deltaTime)
-    //   c  every entity's Update(deltaTime), then RefreshCache()
-    //   d  ServerSideEntity::PhysicsUpdate(deltaTime, physicsSteps)
-    //   e  every entity's RefreshCache(), then AfterUpdate(deltaTime)
-    //   timed path only: for every entity without a parent, serverSideEntityPerformance_avg_time[id] =
-    //     (1 - deltaTime) * old + deltaTime * _serverSideEntityPerformance_timers[id]
-    (void)physicsSteps;
-    { vesmo::cpu::Profiler phase("ForEachEntity::BeforeUpdate", true); }
-    { vesmo::cpu::Profiler phase("ForEachEntity::Update", true); }
-    { vesmo::cpu::Profiler phase("ForEachEntity::AfterUpdate", true); }
+    // The entity phases (game/entity/ServerTick): BeforeUpdate; Update and RefreshCache; the physics step;
+    // RefreshCache and AfterUpdate; timed per vehicle when serverSideEntityPerformanceMetrics is set.
+    game::entity::RunServerEntityPhases(deltaTime, physicsSteps);
 
     // The scope's name and the hook's name differ, and both stand as they are.
     SERVER_Mod::ForEachModule([deltaTime](SERVER_Mod::Ptr& module) {

@@ -1,0 +1,355 @@
+#include "game/entity/EntityConfig.hpp"
+
+#include <glm/gtc/matrix_transform.hpp>
+#include <glm/gtc/quaternion.hpp>
+
+#include <algorithm>
+#include <cctype>
+#include <iostream>
+#include <sstream>
+
+namespace game::entity {
+
+using vesmo::filesystem::ConfLineStream;
+
+namespace {
+
+constexpr const char* kBlanks = " \f\n\r\t\v";
+
+std::string TrimName(const std::string& text) {
+    const size_t first = text.find_first_not_of(kBlanks);
+    if (first == std::string::npos)
+        return {};
+    const size_t last = text.find_last_not_of(kBlanks);
+    return text.substr(first, last - first + 1);
+}
+
+bool ReadBool(std::istream& values) {
+    std::string word;
+    values >> word;
+    for (char& c : word)
+        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    return word == "true" || word == "yes" || word == "1";
+}
+
+void ReadVec3(std::istream& values, glm::vec3& v) { values >> v.x >> v.y >> v.z; }
+
+// Z-up to Y-up for points: (x, y, z) -> (x, z, -y).
+glm::vec3 ToYUp(const glm::vec3& v) { return {v.x, v.z, -v.y}; }
+
+// Converts the corners that a section gave from Z-up to Y-up, then orders each axis: the sign change of
+// the third axis swaps that axis's corners. A corner kept from an earlier section of the same name is
+// already converted and is not turned again.
+void ConvertBox(glm::vec3& boxMin, glm::vec3& boxMax, bool minGiven, bool maxGiven) {
+    if (!minGiven && !maxGiven)
+        return;
+    if (minGiven)
+        boxMin = ToYUp(boxMin);
+    if (maxGiven)
+        boxMax = ToYUp(boxMax);
+    for (int axis = 0; axis < 3; ++axis)
+        if (boxMin[axis] > boxMax[axis])
+            std::swap(boxMin[axis], boxMax[axis]);
+}
+
+// The fixed arrays are the format's limit; a longer list keeps its first entries and the reading goes on.
+void ReportOverflow(const std::string& path, const std::string& keyword, const std::string& name, const char* what,
+                    uint32_t limit) {
+    std::cerr << "EntityConfig " << path << ": [" << keyword << " " << name << "] lists more than " << limit << " "
+              << what << "; the rest are ignored" << std::endl;
+}
+
+// Keys that every kind of node has.
+template <class Record> bool ReadPoseKey(const std::string& key, std::istream& values, Record& record) {
+    if (key == "parent") {
+        values >> record.parent;
+        return true;
+    }
+    if (key == "position") {
+        ReadVec3(values, record.position);
+        return true;
+    }
+    if (key == "rotation") {
+        ReadVec3(values, record.rotation);
+        return true;
+    }
+    return false;
+}
+
+// Euler angles to a quaternion in the usual half-angle form, in the precision of T.
+template <class T> glm::qua<T> EulerQuaternion(const glm::vec<3, T>& e) {
+    const T cx = std::cos(e.x * T(0.5)), sx = std::sin(e.x * T(0.5));
+    const T cy = std::cos(e.y * T(0.5)), sy = std::sin(e.y * T(0.5));
+    const T cz = std::cos(e.z * T(0.5)), sz = std::sin(e.z * T(0.5));
+    return glm::qua<T>(cx * cy * cz + sx * sy * sz, sx * cy * cz - cx * sy * sz, cx * sy * cz + sx * cy * sz,
+                       cx * cy * sz - sx * sy * cz);
+}
+
+} // namespace
+
+// Shared by the config reader (single precision) and the joint solver (double precision).
+template <class T>
+glm::mat<4, 4, T> TransformFromBlenderT(const glm::vec3& position, const glm::vec3& rotationDegrees) {
+    const glm::vec<3, T> radians = glm::vec<3, T>(rotationDegrees * 0.017453292f);
+    const glm::qua<T> zUpToYUp(T(0.70710677f), T(-0.70710677f), T(0), T(0));
+    const glm::vec<3, T> e = zUpToYUp * radians;
+    const glm::qua<T> q = EulerQuaternion<T>(e);
+    const glm::vec<3, T> p(position.x, position.z, -position.y);
+    return glm::translate(glm::mat<4, 4, T>(T(1)), p) * glm::mat4_cast(q);
+}
+template glm::mat4 TransformFromBlenderT<float>(const glm::vec3&, const glm::vec3&);
+template glm::dmat4 TransformFromBlenderT<double>(const glm::vec3&, const glm::vec3&);
+
+EntityConfig::EntityConfig(const std::string& path) : ConfigFile(path), jointSolver(this) {}
+
+EntityConfig::~EntityConfig() = default;
+
+glm::mat4 EntityConfig::TransformFromBlender(const glm::vec3& position, const glm::vec3& rotationDegrees) {
+    return TransformFromBlenderT<float>(position, rotationDegrees);
+}
+
+void EntityConfig::ReadConfig() {
+    cameras.clear();
+    joints.clear();
+    targets.clear();
+    renderables.clear();
+    ReadFromINI([this](std::stringstream& header, std::vector<ConfLineStream>& lines) { ReadSection(header, lines); });
+    jointSolver.Init();
+}
+
+void EntityConfig::ReadSection(std::stringstream& header, std::vector<ConfLineStream>& lines) {
+    std::string keyword;
+    header >> keyword;
+    if (keyword.empty())
+        return;
+    std::string rest;
+    std::getline(header, rest, '\0');
+    const std::string name = TrimName(rest);
+    if (name.empty())
+        return;
+
+    auto register_node = [&](auto& record) {
+        record.transform = TransformFromBlender(record.position, record.rotation);
+        EntityNode& node = allNodes[name];
+        node.transform = record.transform;
+        node.parent = record.parent;
+        node.kind = keyword;
+    };
+
+    if (keyword == "ENTITY") {
+        bool basePlanesGiven = false;
+        for (ConfLineStream& line : lines) {
+            std::string key;
+            line.key >> key;
+            std::stringstream& values = line.values;
+            if (key == "mass") {
+                values >> mass;
+            } else if (key == "airtight") {
+                airtight = ReadBool(values);
+            } else if (key == "base_planes") {
+                // Words to the end of the stream, as read: a trailing blank yields an empty last word.
+                base_planes.clear();
+                while (!values.eof()) {
+                    std::string word;
+                    values >> word;
+                    base_planes.push_back(word);
+                }
+                basePlanesGiven = true;
+            }
+        }
+        if (!basePlanesGiven)
+            base_planes = {"-Z", "-Y"};
+        // The ENTITY section's name has no use and is no node.
+        return;
+    }
+
+    if (keyword == "CAMERA") {
+        EntityCamera& camera = cameras[name];
+        for (ConfLineStream& line : lines) {
+            std::string key;
+            line.key >> key;
+            if (!ReadPoseKey(key, line.values, camera) && key == "znear")
+                line.values >> camera.znear;
+        }
+        register_node(camera);
+    } else if (keyword == "JOINT") {
+        EntityJoint& joint = joints[name];
+        for (ConfLineStream& line : lines) {
+            std::string key;
+            line.key >> key;
+            if (ReadPoseKey(key, line.values, joint))
+                continue;
+            for (int axis = 0; axis < 3; ++axis) {
+                static constexpr const char* kLinear[] = {"linear_x", "linear_y", "linear_z"};
+                static constexpr const char* kAngular[] = {"angular_x", "angular_y", "angular_z"};
+                if (key == kLinear[axis]) {
+                    line.values >> joint.linearA[axis] >> joint.linearB[axis] >> joint.linearC[axis];
+                    (axis == 0 ? joint.linear_x : axis == 1 ? joint.linear_y : joint.linear_z) = true;
+                } else if (key == kAngular[axis]) {
+                    line.values >> joint.angularA[axis] >> joint.angularB[axis] >> joint.angularC[axis];
+                    (axis == 0 ? joint.angular_x : axis == 1 ? joint.angular_y : joint.angular_z) = true;
+                }
+            }
+        }
+        register_node(joint);
+        // An axis without a key does not move: its limits and rest are the pose as written (unconverted).
+        const bool linearGiven[3] = {joint.linear_x, joint.linear_y, joint.linear_z};
+        const bool angularGiven[3] = {joint.angular_x, joint.angular_y, joint.angular_z};
+        for (int axis = 0; axis < 3; ++axis) {
+            if (!linearGiven[axis])
+                joint.linearA[axis] = joint.linearB[axis] = joint.linearC[axis] = joint.position[axis];
+            if (!angularGiven[axis])
+                joint.angularA[axis] = joint.angularB[axis] = joint.angularC[axis] = joint.rotation[axis];
+        }
+    } else if (keyword == "TARGET") {
+        EntityTarget& target = targets[name];
+        for (ConfLineStream& line : lines) {
+            std::string key;
+            line.key >> key;
+            ReadPoseKey(key, line.values, target);
+        }
+        register_node(target);
+    } else if (keyword == "RENDERABLE") {
+        EntityRenderable& renderable = renderables[name];
+        for (ConfLineStream& line : lines) {
+            std::string key;
+            line.key >> key;
+            ReadPoseKey(key, line.values, renderable);
+        }
+        register_node(renderable);
+    } else if (keyword == "COLLIDER") {
+        EntityCollider& collider = colliders[name];
+        bool boxMinGiven = false, boxMaxGiven = false;
+        for (ConfLineStream& line : lines) {
+            std::string key;
+            line.key >> key;
+            std::stringstream& values = line.values;
+            if (ReadPoseKey(key, values, collider))
+                continue;
+            if (key == "is_build_block") {
+                collider.is_build_block = ReadBool(values);
+            } else if (key == "displacement_volume") {
+                values >> collider.displacement_volume;
+            } else if (key == "box_min") {
+                ReadVec3(values, collider.box_min);
+                boxMinGiven = true;
+            } else if (key == "box_max") {
+                ReadVec3(values, collider.box_max);
+                boxMaxGiven = true;
+            } else if (key == "vertices") {
+                collider.vertexCount = 0;
+                bool overflow = false;
+                for (glm::vec3 v; values >> v.x >> v.y >> v.z;) {
+                    if (collider.vertexCount < collider.vertices.size())
+                        collider.vertices[collider.vertexCount++] = ToYUp(v);
+                    else
+                        overflow = true;
+                }
+                if (overflow)
+                    ReportOverflow(String(), keyword, name, "vertices", 8);
+            } else if (key == "faces_normal") {
+                collider.normalCount = 0;
+                bool overflow = false;
+                const glm::quat zUpToYUp = EulerQuaternion<float>(glm::vec3(-1.5707964f, 0.0f, 0.0f));
+                for (glm::vec3 n; values >> n.x >> n.y >> n.z;) {
+                    if (collider.normalCount < collider.normals.size())
+                        collider.normals[collider.normalCount++] = glm::normalize(zUpToYUp * n);
+                    else
+                        overflow = true;
+                }
+                if (overflow)
+                    ReportOverflow(String(), keyword, name, "face normals", 12);
+            } else if (key == "triangles") {
+                collider.triangleCount = 0;
+                bool overflow = false;
+                for (std::array<uint16_t, 3> t; values >> t[0] >> t[1] >> t[2];) {
+                    if (collider.triangleCount < collider.triangles.size())
+                        collider.triangles[collider.triangleCount++] = t;
+                    else
+                        overflow = true;
+                }
+                if (overflow)
+                    ReportOverflow(String(), keyword, name, "triangles", 12);
+            }
+        }
+        ConvertBox(collider.box_min, collider.box_max, boxMinGiven, boxMaxGiven);
+        register_node(collider);
+    } else if (keyword == "ADAPTER") {
+        EntityAdapter& adapter = adapters[name];
+        for (ConfLineStream& line : lines) {
+            std::string key;
+            line.key >> key;
+            if (!ReadPoseKey(key, line.values, adapter) && key == "type")
+                line.values >> adapter.type;
+        }
+        register_node(adapter);
+    } else if (keyword == "LIGHT_BOX") {
+        EntityLightBox& box = lightBoxes[name];
+        bool boxMinGiven = false, boxMaxGiven = false;
+        for (ConfLineStream& line : lines) {
+            std::string key;
+            line.key >> key;
+            if (ReadPoseKey(key, line.values, box))
+                continue;
+            if (key == "box_min") {
+                ReadVec3(line.values, box.box_min);
+                boxMinGiven = true;
+            } else if (key == "box_max") {
+                ReadVec3(line.values, box.box_max);
+                boxMaxGiven = true;
+            }
+        }
+        ConvertBox(box.box_min, box.box_max, boxMinGiven, boxMaxGiven);
+        register_node(box);
+    }
+}
+
+glm::dmat4 EntityConfig::GetAbsoluteTransform(const std::string& name) const {
+    // Walks up the chain; a chain longer than the table is a cycle in the file and ends there.
+    glm::dmat4 result(1.0);
+    const std::string* current = &name;
+    for (size_t depth = 0; depth <= allNodes.size(); ++depth) {
+        const auto found = allNodes.find(*current);
+        if (found == allNodes.end())
+            break;
+        result = glm::dmat4(found->second.transform) * result;
+        if (found->second.parent.empty())
+            break;
+        current = &found->second.parent;
+    }
+    return result;
+}
+
+glm::dmat4 EntityConfig::GetTransformRelativeToFirstParentJointOrRoot(const std::string& name,
+                                                                      std::string& firstJoint) const {
+    glm::dmat4 result(1.0);
+    const std::string* current = &name;
+    for (size_t depth = 0; depth <= allNodes.size(); ++depth) {
+        const auto found = allNodes.find(*current);
+        if (found == allNodes.end())
+            break;
+        if (found->second.kind == "JOINT") {
+            firstJoint = *current;
+            break;
+        }
+        result = glm::dmat4(found->second.transform) * result;
+        if (found->second.parent.empty())
+            break;
+        current = &found->second.parent;
+    }
+    return result;
+}
+
+std::string EntityConfig::GetMeshFilePath() const { return Parent() + "/" + Stem() + ".gltf"; }
+
+std::shared_ptr<const game::graphics::Mesh> EntityConfig::GetMesh() const {
+    if (!mesh) {
+        const vesmo::filesystem::FilePath path(GetMeshFilePath());
+        if (path.Exists())
+            meshWriteTime = path.LastWriteTime();
+        // Loading the model belongs to the renderer's mesh reader; until it is built in, the mesh stays empty.
+    }
+    return mesh;
+}
+
+} // namespace game::entity
