@@ -66,7 +66,11 @@ TEST(WebviewBrowser, RendersALocalPageAndTakesClicksAndTyping) {
     ElectronWebview webview;
     Game::isActive = true;
     WebviewThreads threads(webview, "browser",
-                           "node '" + SourceDir + "/tools/webview/webview.mjs' --pipe ../Orkalin-data/browser");
+                           "node '" + SourceDir + "/tools/webview/webview.mjs' --pipe ../Orkalin-data/browser --verbose");
+    // A failed assertion leaves early: the game must end before the threads are stopped, as it would.
+    struct GameEnds {
+        ~GameEnds() { Game::isActive = false; }
+    } gameEnds;
 
     // Twice the device scale: the page is laid out 100 by 50 CSS pixels and its frames are 200 by 100.
     auto sharp = std::make_shared<DynamicAsyncTexture>(200, 100);

@@ -1,7 +1,7 @@
 #!/usr/bin/env node
 // The browser process behind the game's web view.
 //
-//   node webview.mjs --pipe <base path> [--chromium /usr/bin/chromium]
+//   node webview.mjs --pipe <base path> [--chromium /usr/bin/chromium] [--verbose]
 //
 // Reads the game's commands from "<base path>.s2c" and writes frames to "<base path>.c2s" (the pipe pair
 // of game/PipeServer.hpp; the game's working folder decides where "../Orkalin-data/" is, so the launcher
@@ -40,18 +40,26 @@ function log(line) {
     process.stderr.write(`webview: ${line}\n`);
 }
 
+let verbose = false;
+function trace(line) {
+    if (verbose)
+        log(line);
+}
+
 function parseArgs(argv) {
-    const options = { pipe: null, chromium: '/usr/bin/chromium' };
+    const options = { pipe: null, chromium: '/usr/bin/chromium', verbose: false };
     for (let i = 0; i < argv.length; ++i) {
         if (argv[i] === '--pipe')
             options.pipe = argv[++i];
+        else if (argv[i] === '--verbose')
+            options.verbose = true;
         else if (argv[i] === '--chromium')
             options.chromium = argv[++i];
         else
             throw new Error(`unknown argument ${argv[i]}`);
     }
     if (!options.pipe)
-        throw new Error('usage: webview.mjs --pipe <base path> [--chromium <path>]');
+        throw new Error('usage: webview.mjs --pipe <base path> [--chromium <path>] [--verbose]');
     return options;
 }
 
@@ -123,20 +131,33 @@ class View {
             deviceScaleFactor: this.scale,
         });
         this.page = await this.context.newPage();
-        this.cdp = await this.context.newCDPSession(this.page);
-        this.cdp.on('Page.screencastFrame', (frame) => this.onFrame(frame));
         try {
-            await this.page.goto(url, { waitUntil: 'commit' });
+            await this.page.goto(url, { waitUntil: 'domcontentloaded' });
         } catch (error) {
             log(`view ${this.id}: ${url}: ${error.message.split('\n')[0]}`);
         }
-        await this.cdp.send('Page.startScreencast', { format: 'png', everyNthFrame: 1 });
+        // The DevTools session is made once the page stands: one made on the blank page that a new tab
+        // starts with can lose its frame when the real page moves into a process of its own. Even so,
+        // the frame may still be changing hands, which Chromium answers with "Not attached": try again.
+        this.cdp = await this.context.newCDPSession(this.page);
+        this.cdp.on('Page.screencastFrame', (frame) => this.onFrame(frame));
+        for (let attempt = 1; ; ++attempt) {
+            try {
+                await this.cdp.send('Page.startScreencast', { format: 'png', everyNthFrame: 1 });
+                break;
+            } catch (error) {
+                if (attempt === 50 || this.closed)
+                    throw error;
+                await new Promise((resolve) => setTimeout(resolve, 100));
+            }
+        }
         this.capture();
     }
 
     onFrame(frame) {
         this.cdp.send('Page.screencastFrameAck', { sessionId: frame.sessionId }).catch(() => {});
         // A capture of our own makes the compositor report a frame too; only a new picture counts.
+        trace(`view ${this.id}: screencast frame${frame.data === this.lastCast ? ' (same picture)' : ''}`);
         if (frame.data === this.lastCast)
             return;
         this.lastCast = frame.data;
@@ -156,6 +177,7 @@ class View {
                 const image = await this.grab();
                 if (image && !(this.lastSent && image.equals(this.lastSent)) && !this.closed) {
                     this.lastSent = image;
+                    trace(`view ${this.id}: frame of ${image.length} bytes sent`);
                     await this.output.send(this.id, image);
                 }
             } while (this.dirty && !this.closed);
@@ -186,6 +208,7 @@ class View {
     }
 
     async input(event) {
+        trace(`view ${this.id}: input ${JSON.stringify(event)}`);
         const mouse = (type, button, x, y) =>
             this.cdp.send('Input.dispatchMouseEvent', {
                 type, x, y, button, buttons: this.buttons, clickCount: event.clickCount ?? 0,
@@ -246,6 +269,7 @@ class View {
 
 async function main() {
     const options = parseArgs(process.argv.slice(2));
+    verbose = options.verbose;
     const views = new Map();
     let ending = false;
     let browser = null;
