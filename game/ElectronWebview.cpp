@@ -1,6 +1,7 @@
 #include "game/ElectronWebview.hpp"
 
 #include "game/Assert.hpp"
+#include "game/Game.hpp"
 #include "game/PipeServer.hpp"
 #include "vesmo/graphics/DynamicAsyncTexture.hpp"
 
@@ -15,22 +16,9 @@
 #include <iostream>
 #include <utility>
 
-#if __has_include("game/Game.hpp")
-#include "game/Game.hpp"
-#define GAME_WEBVIEW_HAS_GAME 1
-#else
-#include <atomic>
-#endif
-
 namespace game {
 
-bool ElectronWebview::GameIsActive() {
-#ifdef GAME_WEBVIEW_HAS_GAME
-    return Game::isActive.load();
-#else
-    return false;
-#endif
-}
+bool ElectronWebview::GameIsActive() { return Game::isActive.load(); }
 
 namespace {
 

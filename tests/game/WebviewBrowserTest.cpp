@@ -66,7 +66,8 @@ TEST(WebviewBrowser, RendersALocalPageAndTakesClicksAndTyping) {
     ElectronWebview webview;
     Game::isActive = true;
     WebviewThreads threads(webview, "browser",
-                           "node '" + SourceDir + "/tools/webview/webview.mjs' --pipe ../Orkalin-data/browser --verbose");
+                           "node '" + SourceDir +
+                               "/tools/webview/webview.mjs' --pipe ../Orkalin-data/browser --verbose");
     // A failed assertion leaves early: the game must end before the threads are stopped, as it would.
     struct GameEnds {
         ~GameEnds() { Game::isActive = false; }
