@@ -60,12 +60,19 @@ public:
     // only ends with the game. The browser isn't restarted.
     void RunElectron(const std::string& command);
 
-    // Receives one image record and hands it to its view's callback. Returns at once when the pipe is at
-    // end of file (browser gone), so a loop around it spins until the game stops.
+    // Receives one image record into a static 1 MiB buffer (no allocation per frame) and hands it to its
+    // view's callback, with the mutex held. Each field is read until it is complete, so a record that the
+    // pipe delivers in pieces stays in step; a pipe that ends inside a record drops that record. Returns
+    // at once when the pipe is at end of file (browser gone), so a bare loop around it spins.
+    // An imageSize over 1 MiB is the assertion "imageSize <= readBuffer.size()"; a nameSize that leaves
+    // no room for the id's terminator, "nameSize < readBuffer.size()".
     void ReadFromPipe(PipeServer& pipe);
 
     // Sends one message: the oldest queued command, else the latest mouse position if one is waiting,
     // else "ping ". Mouse moves are never queued; only the latest position goes out, after the commands.
+    // The message is chosen under the mutex and written once the mutex is released: a Write blocks until
+    // the browser has opened its end (and while the pipe is full), which must not stall the threads that
+    // send input. With one write thread the order on the wire is the order chosen.
     void WriteToPipe(PipeServer& pipe);
 
     // Opens a view whose images are dropped.

@@ -1,6 +1,10 @@
 #pragma once
 // The web view's three threads, as the client launcher runs them, and their orderly end.
 //
+// The browser process of this repository is started, from the game's working folder, with
+//   node tools/webview/webview.mjs --pipe ../Orkalin-data/<pipeName>
+// (paths as the launcher lays them out; see tools/webview/webview.mjs).
+//
 // Start-up: construct a WebviewThreads once Game::isActive is true. It makes the PipeServer of `pipeName`
 // and starts
 //   - the browser thread: ElectronWebview::RunElectron(command);
