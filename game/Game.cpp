@@ -1,14 +1,478 @@
 #include "game/Game.hpp"
 
+#include "game/Options.hpp"
+#include "game/audio/EnvironmentAudio.hpp"
+#include "game/entity/ServerSideEntity.hpp"
+#include "game/graphics/GameRenderer.hpp"
+#include "game/input/Controller.hpp"
+#include "game/input/Joystick.hpp"
+#include "game/modular/Families.hpp"
+
+#include "vesmo/audio/Studio.hpp"
+#include "vesmo/core/String.hpp"
+#include "vesmo/cpu/Profiler.hpp"
+#include "vesmo/graphics/Window.hpp"
+
+#include <glm/geometric.hpp>
+#include <imgui.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <iostream>
+#include <shared_mutex>
+
+using game::modular::GAME_Mod;
+using game::modular::ORKALIN_Mod;
+using game::modular::SERVER_Mod;
+
+vesmo::graphics::Window* Game::window = nullptr;
+game::graphics::GameRenderer* Game::renderer = nullptr;
+vesmo::audio::Studio* Game::audio = nullptr;
+std::unique_ptr<game::GameSettings> Game::settings;
+game::audio::EnvironmentAudio* Game::environmentAudio = nullptr;
+game::Config Game::config;
+
+std::atomic<bool> Game::isActive = false;
+int32_t Game::_mode = 0;
+bool Game::_is_server = false;
 std::string Game::_current_world;
+std::vector<std::string> Game::_mods;
+uint64_t Game::offlineSteamId = 0;
+std::string Game::offlineSteamUsername;
+bool Game::uiVisible = true;
+bool Game::settingsWindowOpen = false;
+bool Game::adminWindowOpen = false;
+float Game::testSlider[5] = {0, 0, 0, 0, 0};
+
+bool Game::timeActive = true;
+double Game::timestamp = 0.0;
+double Game::timeOffset = 0.0;
+
+vesmo::FPSCounter Game::mainRenderingFramerate(0.3);
+vesmo::FPSCounter Game::serverFramerate(0.5);
+vesmo::FPSCounter Game::inputFramerate(0.5);
+vesmo::FPSCounter Game::gameFramerate(0.5);
+
+std::vector<std::function<void()>> Game::_syncQueue;
+std::mutex Game::_syncMutex;
+
+bool Game::_mouseLook = false;
+Game::InputMode Game::_inputMode = Game::InputMode_Ui;
+std::map<int, std::shared_ptr<game::input::Joystick>> Game::_joysticks;
 
 std::unordered_map<game::entity::EnvironmentId, game::EnvironmentFunction> Game::_environmentFunctions;
-std::vector<Game::PhysicsLineDebug> Game::physicsDebugLines_back, Game::physicsDebugLines_staging,
-    Game::physicsDebugLines_front;
-std::vector<Game::PhysicsColliderDebug> Game::physicsDebugColliders_back, Game::physicsDebugColliders_staging,
-    Game::physicsDebugColliders_front;
-std::atomic<bool> Game::physicsDebugCollidersUpdated{false};
+game::entity::EnvironmentId Game::parentEnvironmentId = 0;
+game::entity::EnvironmentId Game::relativeEnvironmentId = 0;
+bool Game::environmentIsLoaded = false;
+glm::dmat4 Game::backgroundTransform{1.0};
+
+std::shared_ptr<game::graphics::ui::InventoryUi> Game::userInventory;
+std::shared_ptr<game::graphics::ui::InventoryUi::Tool> Game::activeTool;
+std::shared_ptr<game::graphics::ui::InventoryUi::Item> Game::activeItem;
+game::ElectronWebview Game::electronWebview;
+int32_t Game::debugGizmoOp = 0;
+game::entity::Id Game::debugGizmoEntityId;
+glm::dmat4 Game::debugGizmoTransform{1.0};
+
+std::vector<Game::PhysicsLineDebug> Game::physicsDebugLines_back;
+std::vector<Game::PhysicsLineDebug> Game::physicsDebugLines_staging;
+std::vector<Game::PhysicsLineDebug> Game::physicsDebugLines_front;
+std::vector<Game::PhysicsColliderDebug> Game::physicsDebugColliders_back;
+std::vector<Game::PhysicsColliderDebug> Game::physicsDebugColliders_staging;
+std::vector<Game::PhysicsColliderDebug> Game::physicsDebugColliders_front;
+std::atomic<bool> Game::physicsDebugCollidersUpdated = false;
 std::mutex Game::physicsDebugMutex;
 bool Game::debugServerSidePhysics = false;
 bool Game::debugClientSidePhysics = false;
+
+bool Game::serverSideEntityPerformanceMetrics = false;
+std::unordered_map<game::entity::Id, double> Game::_serverSideEntityPerformance_timers;
+std::unordered_map<game::entity::Id, double> Game::serverSideEntityPerformance_avg_time;
 double Game::serverSidePhysicsAvgTime = 0.0;
+double Game::serverSideSyncAvgTime = 0.0;
+
+std::unordered_map<unsigned int, std::string> Game::_monitors = {{0u, std::string()}};
+std::mutex Game::_monitorsMutex;
+uint32_t Game::currentMonitorID = 0;
+double Game::currentMonitorX = 0.0;
+double Game::currentMonitorY = 0.0;
+double Game::currentMonitorDistance = 0.0;
+std::unordered_map<std::string, std::array<char, 4096>> Game::_imcData;
+vesmo::SharedMutex Game::_imcMutex;
+
+namespace {
+
+// GLFW's cursor mode values.
+constexpr int kGlfwCursor = 208897;         // GLFW_CURSOR
+constexpr int kGlfwCursorNormal = 212993;   // GLFW_CURSOR_NORMAL
+constexpr int kGlfwCursorDisabled = 212995; // GLFW_CURSOR_DISABLED
+
+constexpr size_t kImcCapacity = 4096;
+constexpr int kImcDigits = 9;
+
+// System clock seconds since its epoch, from its nanosecond count.
+double ClockSeconds() {
+    const auto nanoseconds =
+        std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::system_clock::now().time_since_epoch());
+    return static_cast<double>(nanoseconds.count()) / 1e6 * 0.001;
+}
+
+} // namespace
+
+void Game::Start() {
+    environmentAudio = new game::audio::EnvironmentAudio();
+    GAME_Mod::ForEachModule([](GAME_Mod::Ptr& module) {
+        if (module->Game_Start)
+            module->Game_Start();
+    });
+    renderer->StartRendering();
+    for (const std::string& name : _mods)
+        ORKALIN_Mod::LoadModule(name, false); // a mod that fails to load is skipped silently
+    ORKALIN_Mod::ForEachModule([](ORKALIN_Mod::Ptr& module) {
+        if (module->Load)
+            module->Load();
+    });
+    std::cout << "Shader compilation may take several minutes before starting the game the first time or after an "
+                 "update..."
+              << std::endl;
+}
+
+void Game::Ready() {
+    std::cout << "Starting game..." << std::endl;
+    GAME_Mod::ForEachModule([](GAME_Mod::Ptr& module) {
+        if (module->Game_Ready)
+            module->Game_Ready();
+    });
+}
+
+void Game::Update(double) {
+    static double avgDeltaTime = 1.0 / 60.0;
+    avgDeltaTime = 0.5 * mainRenderingFramerate.deltaTime + 0.5 * avgDeltaTime;
+
+    {
+        std::lock_guard guard(_syncMutex);
+        if (!_syncQueue.empty()) {
+            for (auto& work : _syncQueue)
+                work();
+            _syncQueue.clear();
+        }
+    }
+
+    audio->SetVolume(0.5f * settings->master_volume, "bus:/");
+    {
+        const glm::dmat4 camera = renderer->inverseViewMatrix * renderer->cameraLocalTransform;
+        const glm::vec3 position(camera[3]);
+        const glm::vec3 forward = glm::normalize(glm::vec3(camera[2]));
+        const glm::vec3 up = glm::normalize(glm::vec3(camera[1]));
+        audio->SetListenerAttributes(position.x, position.y, position.z, 0.0f, 0.0f, 0.0f, forward.x, forward.y,
+                                     forward.z, up.x, up.y, up.z);
+    }
+    audio->Update();
+
+    // Client-side entities: each one's Update(avgDeltaTime) under the shared lock of their registry, then
+    // ClientSideEntity::PhysicsUpdate(avgDeltaTime). They arrive with the client-side entity work.
+
+    GAME_Mod::ForEachSortedModule("update", [](GAME_Mod::Ptr& module) {
+        if (module->Game_Update)
+            module->Game_Update(avgDeltaTime);
+    });
+
+    // Client-side entities: each one's AfterUpdate(avgDeltaTime), as above.
+}
+
+void Game::ClientUpdate() {
+    GAME_Mod::ForEachModule([](GAME_Mod::Ptr& module) {
+        if (module->Game_ClientUpdate)
+            module->Game_ClientUpdate();
+    });
+}
+
+void Game::ServerUpdate(double deltaTime, int physicsSteps) {
+    vesmo::cpu::Profiler scope("ServerUpdate", true);
+    if (timeActive)
+        timestamp = ClockSeconds() + timeOffset;
+
+    SERVER_Mod::ForEachModule([deltaTime](SERVER_Mod::Ptr& module) {
+        vesmo::cpu::Profiler hook("ForEachModule::Server_BeforeUpdate", true);
+        if (module->Server_BeforeUpdate)
+            module->Server_BeforeUpdate(deltaTime);
+    });
+
+    // The entity phases. On the timed path every vehicle (an entity without a parent) gets a timer; each
+    // entity's calls in b, c and e are charged to its vehicle, and the clock is read only on this path.
+    using game::entity::ServerSideEntity;
+    const bool timed = serverSideEntityPerformanceMetrics;
+    if (timed) {
+        _serverSideEntityPerformance_timers.clear();
+        ServerSideEntity::ForEach([](ServerSideEntity::Ptr entity) {
+            if (!entity->HasParent())
+                _serverSideEntityPerformance_timers[entity->GetID()] = 0.0;
+        });
+    }
+    auto charged = [timed](ServerSideEntity& entity, auto&& call) {
+        if (!timed) {
+            call();
+            return;
+        }
+        double& timer = _serverSideEntityPerformance_timers[entity.GetVehicleID()];
+        timer -= ClockSeconds();
+        call();
+        timer += ClockSeconds();
+    };
+    {
+        vesmo::cpu::Profiler phase("ForEachEntity::BeforeUpdate", true);
+        ServerSideEntity::ForEach(
+            [&](ServerSideEntity::Ptr entity) { charged(*entity, [&] { entity->BeforeUpdate(deltaTime); }); });
+    }
+    {
+        vesmo::cpu::Profiler phase("ForEachEntity::Update", true);
+        ServerSideEntity::ForEach([&](ServerSideEntity::Ptr entity) {
+            charged(*entity, [&] {
+                entity->Update(deltaTime);
+                entity->RefreshCache();
+            });
+        });
+    }
+    ServerSideEntity::PhysicsUpdate(deltaTime, physicsSteps);
+    {
+        vesmo::cpu::Profiler phase("ForEachEntity::AfterUpdate", true);
+        ServerSideEntity::ForEach([&](ServerSideEntity::Ptr entity) {
+            charged(*entity, [&] {
+                entity->RefreshCache();
+                entity->AfterUpdate(deltaTime);
+            });
+        });
+    }
+    if (timed) {
+        for (const auto& [id, seconds] : _serverSideEntityPerformance_timers) {
+            double& average = serverSideEntityPerformance_avg_time[id];
+            average = (1.0 - deltaTime) * average + deltaTime * seconds;
+        }
+    }
+
+    // The scope's name and the hook's name differ, and both stand as they are.
+    SERVER_Mod::ForEachModule([deltaTime](SERVER_Mod::Ptr& module) {
+        vesmo::cpu::Profiler hook("ForEachModule::Server_AfterUpdate", true);
+        if (module->Server_GameUpdate)
+            module->Server_GameUpdate(deltaTime);
+    });
+}
+
+void Game::InputUpdate(double deltaTime) {
+    game::input::Controller::InputUpdate(deltaTime);
+    GAME_Mod::ForEachModule([deltaTime](GAME_Mod::Ptr& module) {
+        if (module->Input_Update)
+            module->Input_Update(deltaTime);
+    });
+}
+
+void Game::InputUpdate_Play(double deltaTime) {
+    // The tool in hand gets its per-tick input first (activeTool, when set); that call arrives with the
+    // inventory's tools.
+    GAME_Mod::ForEachModule([deltaTime](GAME_Mod::Ptr& module) {
+        if (module->Input_Update_Play)
+            module->Input_Update_Play(deltaTime);
+    });
+}
+
+void Game::InputUpdate_Station(double deltaTime) {
+    GAME_Mod::ForEachModule([deltaTime](GAME_Mod::Ptr& module) {
+        if (module->Input_Update_Station)
+            module->Input_Update_Station(deltaTime);
+    });
+}
+
+void Game::Stop() {
+    renderer->StopRendering();
+    ORKALIN_Mod::ForEachModule([](ORKALIN_Mod::Ptr& module) {
+        if (module->Unload)
+            module->Unload();
+    });
+    ORKALIN_Mod::UnloadModules();
+    GAME_Mod::ForEachModule([](GAME_Mod::Ptr& module) {
+        if (module->Game_Stop)
+            module->Game_Stop();
+    });
+
+    // Client-side objects and UI registries are cleared here as their work arrives, in this order:
+    // ClientSideEntity::_sharedObjects (under its exclusive lock), ClientSideEntity::_registered_interfaces
+    // and _registered_items_module, InventoryUi::ItemCreatorFunctions, InventoryUi::_inventories (under
+    // _inventoriesMutex).
+
+    renderer->Cleanup();
+
+    // Then expired weak pointers leave Element::_sharedObjects (under its exclusive lock).
+
+    delete environmentAudio;
+    environmentAudio = nullptr;
+    environmentIsLoaded = false;
+    parentEnvironmentId = 0;
+    relativeEnvironmentId = 0;
+    activeItem.reset();
+    activeTool.reset();
+    userInventory.reset();
+    // Ui mode without asking the window: it may be gone already.
+    _inputMode = InputMode_Ui;
+    _mouseLook = false;
+    _joysticks.clear();
+    config.Clear();
+    settingsWindowOpen = false;
+    adminWindowOpen = false;
+    uiVisible = true;
+}
+
+void Game::Quit() {
+    SetMouseLook(false);
+    isActive.exchange(false);
+    game::Options::Clear();
+}
+
+void Game::Pause() {}
+
+void Game::Play() { SetInputMode_Play(); }
+
+void Game::SetInputMode_Ui() {
+    SetMouseLook(false);
+    _inputMode = InputMode_Ui;
+}
+
+void Game::SetInputMode_Play() {
+    SetMouseLook(true);
+    _inputMode = InputMode_Play;
+}
+
+void Game::SetInputMode_Station() {
+    SetMouseLook(true);
+    _inputMode = InputMode_Station;
+}
+
+void Game::SetMouseLook(bool on) {
+    if (!window || _mouseLook == on)
+        return;
+    if (on && window->IsFocused()) {
+        window->SetInputMode(kGlfwCursor, kGlfwCursorDisabled);
+        window->SetCursorPos(0.0, 0.0);
+        if (ImGui::GetCurrentContext())
+            ImGui::SetWindowFocus(nullptr);
+        _mouseLook = true;
+    } else {
+        window->SetInputMode(kGlfwCursor, kGlfwCursorNormal);
+        _mouseLook = false;
+    }
+}
+
+void Game::Synchronize(std::function<void()> work) {
+    std::lock_guard guard(_syncMutex);
+    _syncQueue.push_back(std::move(work));
+}
+
+void Game::LoadFonts() {
+    static constexpr const char* kFont = "game/graphics/ui/fonts/SourceCodePro-Semibold.otf";
+    // ImGui asserts on a missing file; say what is missing instead.
+    if (std::filesystem::exists(kFont))
+        ImGui::GetIO().Fonts->AddFontFromFileTTF(kFont, 32.0f);
+    else
+        std::cerr << "Font file not found: " << kFont << std::endl;
+    // InventoryUi::LoadFonts() follows once the inventory exists.
+}
+
+void Game::SetupUiStyle() {
+    ImGuiStyle& style = ImGui::GetStyle();
+    style.Alpha = 0.8f;
+    style.WindowPadding = ImVec2(10, 10);
+    style.WindowRounding = 0;
+    style.WindowBorderSize = 2;
+    style.WindowMinSize = ImVec2(300, 100);
+    style.WindowTitleAlign = ImVec2(0.5f, 0.5f);
+    style.FramePadding = ImVec2(10, 5);
+    style.FrameRounding = 4;
+    style.TabRounding = 4;
+    style.TabBorderSize = 2;
+
+    ImVec4* colors = style.Colors;
+    colors[ImGuiCol_Text] = ImVec4(1, 1, 1, 1);
+    colors[ImGuiCol_WindowBg] = ImVec4(0, 0, 0, 1);
+    colors[ImGuiCol_Border] = ImVec4(0, 0, 0, 0);
+    colors[ImGuiCol_BorderShadow] = ImVec4(0, 0, 0, 0.5f);
+    colors[ImGuiCol_TitleBg] = ImVec4(0, 0, 0, 0.7f);
+    colors[ImGuiCol_TitleBgActive] = ImVec4(0, 0, 0, 0.8f);
+    colors[ImGuiCol_TitleBgCollapsed] = ImVec4(0, 0, 0, 0.3f);
+    colors[ImGuiCol_Tab] = ImVec4(0.5f, 0.6f, 0.7f, 1);
+    colors[ImGuiCol_TabHovered] = ImVec4(0.1f, 0.1f, 0.1f, 1);
+    colors[ImGuiCol_TabActive] = ImVec4(0.1f, 0.3f, 0.5f, 1);
+    colors[ImGuiCol_TabUnfocusedActive] = ImVec4(0, 0, 0, 1);
+    // The colour that follows in ImGui's list (ImGuiCol_PlotLines in 1.86).
+    colors[ImGuiCol_TabUnfocusedActive + 1] = ImVec4(0.1f, 0.3f, 0.5f, 1);
+
+    const float scaling = settings->ui_scaling;
+    ImGui::GetIO().FontGlobalScale = 0.5f * scaling; // fonts are loaded at 32: 16 at a scaling of 1
+    style.ScaleAllSizes(scaling);
+}
+
+float Game::GetUiScaling() {
+    if (!ImGui::GetCurrentContext())
+        return 1.0f;
+    return 2.0f * ImGui::GetIO().FontGlobalScale;
+}
+
+bool Game::ShowHelpTooltip() {
+    using game::input::Controller;
+    if (!settings->show_help_tooltips || ImGui::IsWindowFocused(ImGuiFocusedFlags_AnyWindow) || !_mouseLook)
+        return false;
+    // A tool in use has the player's attention.
+    if (Controller::GetAvatarToolPrimary() != 0 || Controller::GetAvatarToolSecondary() != 0 ||
+        Controller::GetAvatarToolConfigure())
+        return false;
+    const ImGuiViewport* viewport = ImGui::GetMainViewport();
+    ImGui::SetNextWindowPos(ImVec2(viewport->WorkSize.x, 0.0f), ImGuiCond_Always, ImVec2(1.0f, 0.0f));
+    ImGui::SetNextWindowBgAlpha(0.5f);
+    ImGui::Begin("Help Tooltips", nullptr, 725871);
+    ImGui::Text("Help Tooltips (Press F1 and uncheck \"Show Help Tooltips\" to disable)");
+    ImGui::Separator();
+    ImGui::End();
+    return true;
+}
+
+std::string Game::GetIMC(const std::string& key, const std::string& defaultValue) {
+    std::shared_lock lock(_imcMutex);
+    auto found = _imcData.find(key);
+    return found != _imcData.end() ? std::string(found->second.data()) : defaultValue;
+}
+
+double Game::GetNumericIMC(const std::string& key, double defaultValue) {
+    std::shared_lock lock(_imcMutex);
+    auto found = _imcData.find(key);
+    return found != _imcData.end() ? std::strtod(found->second.data(), nullptr) : defaultValue;
+}
+
+void Game::SetIMC(const std::string& key, const std::string& value) {
+    {
+        std::shared_lock lock(_imcMutex);
+        auto found = _imcData.find(key);
+        if (found != _imcData.end()) {
+            // strncpy pads with zeros up to the limit, so no old text shows through; the last byte is
+            // never written and stays the terminator.
+            std::strncpy(found->second.data(), value.c_str(), kImcCapacity - 1);
+            return;
+        }
+    }
+    std::unique_lock lock(_imcMutex);
+    std::array<char, kImcCapacity>& text = _imcData[key];
+    text.fill('\0');
+    std::strncpy(text.data(), value.c_str(), kImcCapacity - 1);
+}
+
+void Game::SetIMC(const std::string& key, double value) { SetIMC(key, vesmo::String::FromDouble(value, kImcDigits)); }
+
+void Game::AssignMonitor(unsigned int id, const std::string& name) {
+    std::lock_guard guard(_monitorsMutex);
+    _monitors[id] = name;
+}
+
+std::string Game::GetMonitor() {
+    std::lock_guard guard(_monitorsMutex);
+    auto found = _monitors.find(currentMonitorID);
+    return found != _monitors.end() ? found->second : std::string();
+}

@@ -1,70 +1,47 @@
 #pragma once
-// A module's identity: two 64-bit words, vendor and name, packed in base 37 from "VENDOR_module".
+// The identity of a module: two 64-bit words, vendor and name, packed from a text "VENDOR_module".
 //
-// Interim copy so that entities build before the module host lands; the host's header replaces it.
+// Each half is a number in base 37 over an alphabet whose index 0 is the blank, then the ten digits,
+// then the letters: upper case for the vendor (BASE36_UPPER_CHARS), lower case for the name
+// (BASE36_LOWER_CHARS). The first character of a half is the lowest digit, so packing walks the text from
+// its last character to its first.
+//
+// A text is accepted when it holds a '_', both halves have 1 to 12 characters and neither half begins
+// with a digit. Case is folded: "abc_DEF" and "ABC_def" are the same id. A character outside the
+// alphabet makes its word 0, which String() then shows as the empty text.
+//
+// Refused texts write nothing. The constructor starts from the null id (both words 0), so a refused
+// text constructs the null id; Assign() keeps whatever the words held, for callers that reuse storage.
 
-#include "vesmo/core/Base36.hpp"
-
-#include <cctype>
 #include <cstdint>
-#include <cstring>
+#include <functional>
 #include <string>
 
 namespace vesmo::modular {
 
-struct ModuleID {
-    uint64_t vendor = 0;
-    uint64_t name = 0;
-
+class ModuleID {
+public:
     ModuleID() = default;
-    constexpr ModuleID(uint64_t v, uint64_t n) : vendor(v), name(n) {}
-    explicit ModuleID(const std::string& text) { Parse(text); }
+    constexpr ModuleID(uint64_t vendorWord, uint64_t nameWord) : vendor(vendorWord), name(nameWord) {}
+    explicit ModuleID(const std::string& text) { Assign(text); }
+
+    // Packs `text` into the two words; returns false, with the words untouched, if the text is refused.
+    bool Assign(const std::string& text);
+
+    // "VENDOR_module" again; empty if either word is 0. Blank digits inside a half stay as blanks.
+    std::string String() const;
 
     bool IsNull() const { return vendor == 0 || name == 0; }
     bool operator==(const ModuleID&) const = default;
 
-    std::string String() const {
-        if (vendor == 0 || name == 0)
-            return {};
-        return Unpack(vendor, BASE36_UPPER_CHARS) + "_" + Unpack(name, BASE36_LOWER_CHARS);
-    }
-
-private:
-    void Parse(const std::string& text) {
-        const size_t split = text.find('_');
-        if (text.empty() || split == std::string::npos)
-            return;
-        std::string left = text.substr(0, split), right = text.substr(split + 1);
-        for (char& c : left)
-            c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-        for (char& c : right)
-            c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-        if (left.empty() || left.size() > 12 || right.empty() || right.size() > 12)
-            return;
-        if (!std::strchr(" ABCDEFGHIJKLMNOPQRSTUVWXYZ", left[0]) ||
-            !std::strchr(" abcdefghijklmnopqrstuvwxyz", right[0]))
-            return;
-        vendor = Pack(left, BASE36_UPPER_CHARS);
-        name = Pack(right, BASE36_LOWER_CHARS);
-    }
-    static uint64_t Pack(const std::string& half, const char* alphabet) {
-        uint64_t value = 0;
-        for (size_t i = half.size(); i-- > 0;) {
-            const char* at = std::strchr(alphabet, half[i]);
-            if (!at || half[i] == '\0')
-                return 0;
-            value = value * 37 + static_cast<uint64_t>(at - alphabet);
-        }
-        return value;
-    }
-    static std::string Unpack(uint64_t value, const char* alphabet) {
-        std::string text;
-        while (value) {
-            text += alphabet[value % 37];
-            value /= 37;
-        }
-        return text;
-    }
+    uint64_t vendor = 0;
+    uint64_t name = 0;
 };
 
 } // namespace vesmo::modular
+
+template <> struct std::hash<vesmo::modular::ModuleID> {
+    size_t operator()(const vesmo::modular::ModuleID& id) const noexcept {
+        return static_cast<size_t>(id.vendor * 0x9E3779B97F4A7C15ull ^ id.name);
+    }
+};

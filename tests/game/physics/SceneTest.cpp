@@ -330,7 +330,7 @@ TEST_F(Scene, DebugPublicationHandsACompleteSetToTheOverlay) {
     }
     ASSERT_EQ(Game::physicsDebugColliders_front.size(), 2u);
     for (const auto& record : Game::physicsDebugColliders_front) {
-        EXPECT_TRUE(record.dynamic);
+        EXPECT_TRUE(record.isDynamic);
         // In the entity frame again: a box of one collider at the entity origin.
         EXPECT_EQ(glm::dvec3(record.collider.transform[3]), glm::dvec3(0.0));
     }

@@ -1,0 +1,38 @@
+#include "game/modular/Module.hpp"
+
+#include <filesystem>
+
+namespace game::modular {
+
+ModuleRecord::ModuleRecord(const std::string& moduleName, const std::string& libraryPath)
+    : id(moduleName), name(moduleName), path(libraryPath + ".so") {
+    std::error_code error;
+    const auto status = std::filesystem::status(path, error);
+    if (!error && std::filesystem::exists(status)) {
+        const auto time = std::filesystem::last_write_time(path, error);
+        if (!error)
+            fileTime = static_cast<double>(time.time_since_epoch().count()) / 1e6;
+    }
+    handle = dlopen(path.c_str(), RTLD_LAZY);
+    if (!handle)
+        loadError = dlerror();
+}
+
+void ModuleRecord::ResolveCommonAndLoad() {
+    Resolve("ModuleLoad", ModuleLoad);
+    Resolve("ModuleUnload", ModuleUnload);
+    Resolve("ModuleSort", ModuleSort);
+    Resolve("ModuleSetCustomPtr", ModuleSetCustomPtr);
+    Resolve("ModuleGetCustomPtr", ModuleGetCustomPtr);
+    if (ModuleLoad)
+        ModuleLoad();
+}
+
+ModuleRecord::~ModuleRecord() {
+    if (ModuleUnload)
+        ModuleUnload();
+    if (handle)
+        dlclose(handle);
+}
+
+} // namespace game::modular
