@@ -7,6 +7,7 @@
 #include <glm/glm.hpp>
 
 #include <algorithm>
+#include <cctype>
 #include <cmath>
 #include <cstdio>
 #include <fstream>
@@ -177,32 +178,48 @@ bool DrawWorldPicture(const std::string& path, const std::string& caption) {
                 }
             }
         }
-    double minHeight = 1e300, maxHeight = -1e300;
-    for (double h : height) {
-        minHeight = std::min(minHeight, h);
-        maxHeight = std::max(maxHeight, h);
-    }
-    const double span = std::max(maxHeight - minHeight, 1e-6);
-    const glm::dvec3 light = glm::normalize(glm::dvec3(-1.0, 1.0, 1.5));
+    // Land is tinted by its height among the land in view (low sand, grass, olive, high rock), shaded by
+    // its slope (exaggerated four times: the hills are gentle) and ringed every metre of height.
+    double minLand = 1e300, maxLand = -1e300;
+    for (size_t i = 0; i < height.size(); ++i)
+        if (waterDepth[i] == 0.0) {
+            minLand = std::min(minLand, height[i]);
+            maxLand = std::max(maxLand, height[i]);
+        }
+    const double span = std::max(maxLand - minLand, 1e-6);
+    const glm::dvec3 ramp[] = {{0.84, 0.78, 0.56}, {0.42, 0.64, 0.33}, {0.50, 0.54, 0.32}, {0.64, 0.58, 0.52}};
+    const double stops[] = {0.0, 0.2, 0.6, 1.0};
+    const glm::dvec3 light = glm::normalize(glm::dvec3(-1.0, 1.0, 1.2));
     for (int py = 0; py < kMap; ++py)
         for (int px = 0; px < kMap; ++px) {
             const size_t i = static_cast<size_t>((py + 1) * (kMap + 2) + px + 1);
             const double dx = (height[i + 1] - height[i - 1]) / (2 * metresPerPixel);
             const double dy = (height[i - (kMap + 2)] - height[i + (kMap + 2)]) / (2 * metresPerPixel);
-            const glm::dvec3 normal = glm::normalize(glm::dvec3(-dx, -dy, 1.0));
-            const double shade = 0.55 + 0.6 * std::max(0.0, glm::dot(normal, light));
-            uint32_t color;
+            const glm::dvec3 normal = glm::normalize(glm::dvec3(-4.0 * dx, -4.0 * dy, 1.0));
+            const double shade = 0.45 + 0.75 * std::max(0.0, glm::dot(normal, light));
+            glm::dvec3 color;
             if (waterDepth[i] > 0.0) {
-                const double deep = std::min(waterDepth[i] / 10.0, 1.0);
-                color = Rgb(0.15 - 0.1 * deep, 0.45 - 0.25 * deep, 0.75 - 0.2 * deep);
+                const double deep = std::min(waterDepth[i] / 12.0, 1.0);
+                color = glm::mix(glm::dvec3(0.30, 0.62, 0.85), glm::dvec3(0.05, 0.18, 0.50), deep);
             } else {
-                const double t = (height[i] - minHeight) / span; // low green to high brown-grey
-                color = Rgb((0.30 + 0.35 * t) * shade, (0.55 - 0.05 * t) * shade, (0.25 + 0.2 * t) * shade);
+                const double t = (height[i] - minLand) / span;
+                int k = 0;
+                while (k < 2 && t > stops[k + 1])
+                    ++k;
+                color = glm::mix(ramp[k], ramp[k + 1], (t - stops[k]) / (stops[k + 1] - stops[k])) * shade;
+                if (std::floor(height[i]) != std::floor(height[i + 1]) ||
+                    std::floor(height[i]) != std::floor(height[i + (kMap + 2)]))
+                    color *= 0.8;
             }
-            screen.pixels[static_cast<size_t>(kLeft + px + (kTop + py) * kSize)] = color;
+            screen.pixels[static_cast<size_t>(kLeft + px + (kTop + py) * kSize)] = Rgb(color.r, color.g, color.b);
         }
 
-    // Vehicles: resting ones first, so that moving marks stay on top.
+    // Vehicles: resting ones first, so that moving marks stay on top. A type with many entities (the crates of
+    // a yard) is drawn as squares; every other type as discs with its initial beside them.
+    std::map<std::string, size_t> typeCounts;
+    for (const Vehicle& v : vehicles)
+        ++typeCounts[v.type];
+    auto plentiful = [&typeCounts](const std::string& type) { return typeCounts[type] >= 5; };
     for (int pass = 0; pass < 2; ++pass)
         for (const Vehicle& v : vehicles) {
             if (v.moving != (pass == 1))
@@ -210,10 +227,14 @@ bool DrawWorldPicture(const std::string& path, const std::string& caption) {
             const int x = kLeft + static_cast<int>((v.position.x - (centre.x - half)) / metresPerPixel);
             const int y = kTop + static_cast<int>(((centre.y + half) - v.position.y) / metresPerPixel);
             const int r = std::max(3, static_cast<int>(v.radius / metresPerPixel));
-            if (v.moving)
-                screen.DrawCircle(x, y, r + 2, 0xFF1080FF, 0xFF30B0FF);
-            else
-                screen.DrawCircle(x, y, r, 0xFF202020, 0xFFC8C8C8);
+            const uint32_t fill = v.moving ? 0xFF20A0FF : 0xFFD8D8D8, stroke = 0xFF202020;
+            if (plentiful(v.type)) {
+                screen.DrawRect(x - r, y - r, x + r, y + r, stroke, fill);
+            } else {
+                screen.DrawCircle(x, y, r + 1, stroke, fill);
+                const char initial[2] = {static_cast<char>(std::toupper(static_cast<unsigned char>(v.type[0]))), 0};
+                screen.Write(x + r + 3, y - 8, 0xFFFFFFFF, initial);
+            }
         }
 
     // Scale bar of 20 m and the caption.
@@ -221,8 +242,17 @@ bool DrawWorldPicture(const std::string& path, const std::string& caption) {
     screen.DrawRect(kLeft + 10, kTop + kMap - 16, kLeft + 10 + bar, kTop + kMap - 12, 0xFFFFFFFF, 0xFFFFFFFF);
     screen.Write(kLeft + 14 + bar, kTop + kMap - 22, 0xFFFFFFFF, "20 m");
     screen.Write(kLeft, kTop + kMap + 8, 0xFFFFFFFF, caption);
-    screen.Write(kLeft, kTop + kMap + 26, 0xFF30B0FF, "moving");
-    screen.Write(kLeft + 80, kTop + kMap + 26, 0xFFC8C8C8, "resting");
+    screen.Write(kLeft, kTop + kMap + 26, 0xFF20A0FF, "moving");
+    screen.Write(kLeft + 80, kTop + kMap + 26, 0xFFD8D8D8, "resting");
+    std::string squares, discs;
+    for (const auto& [type, count] : typeCounts) {
+        if (plentiful(type))
+            squares += (squares.empty() ? "squares: " : ", ") + type;
+        else
+            discs +=
+                std::string("  ") + static_cast<char>(std::toupper(static_cast<unsigned char>(type[0]))) + " " + type;
+    }
+    screen.Write(kLeft + 180, kTop + kMap + 26, 0xFFFFFFFF, squares + discs);
     return screen.SavePng(path);
 }
 

@@ -26,13 +26,24 @@ bool OpenSaved(ReadOnlyStream& in) { return !in.AtEnd() && in.ReadValue<uint8_t>
 
 const glm::dvec3 kUp(0.0, 0.0, 1.0);
 
-// Every demo type is a rigid body. The state file does not keep that switch, so Init, which runs for a made
-// and a loaded entity alike, turns it on.
+// The body frame of an entity is the config's with Y up: a config point (x, y, z) is (x, z, -y) in it. The
+// planet's frame has Z up, so every entity carries a quarter turn about X under its own rotation, and then
+// config coordinates read as world coordinates.
+const glm::dquat kConfigUpright = glm::angleAxis(glm::radians(90.0), glm::dvec3(1.0, 0.0, 0.0));
+glm::dvec3 ConfigToBody(const glm::dvec3& v) { return {v.x, v.z, -v.y}; }
+
+// Every demo type is a rigid body that meets the air. Neither switch survives in the state file (the physics
+// flag is not saved, and the config leaves every collider's share of the environment at 0), so Init, which
+// runs for a made and a loaded entity alike, sets both.
 class Body : public ServerSideEntity::Interface {
 public:
     void Init() override {
-        if (ServerSideEntity::Ptr entity = interfaceEntity.lock())
-            entity->physicsEnabled = 1;
+        ServerSideEntity::Ptr entity = interfaceEntity.lock();
+        if (!entity)
+            return;
+        entity->physicsEnabled = 1;
+        for (auto& [name, collider] : entity->colliders)
+            collider.weight = 1.0;
     }
 };
 
@@ -70,13 +81,14 @@ public:
             return;
         for (const glm::dvec3 corner : {glm::dvec3(1.1, 1.0, -0.35), glm::dvec3(1.1, -1.0, -0.35),
                                         glm::dvec3(-1.1, 1.0, -0.35), glm::dvec3(-1.1, -1.0, -0.35)}) {
+            // A component's position is in its vehicle's body frame.
             ServerSideEntity::Ptr wheel = ServerSideEntity::Create<ServerSideEntity>(
                 vesmo::modular::ModuleID(kModuleName), game::entity::Type("wheel"), game::entity::Id{});
             wheel->isComponent = 1;
             wheel->isDynamic = 0;
             wheel->physicsEnabled = 1;
             wheel->parentEntity = rover->GetID();
-            wheel->position = corner;
+            wheel->position = ConfigToBody(corner);
             for (auto& [name, collider] : wheel->colliders) {
                 collider.radius = static_cast<float>(kWheelRadius);
                 collider.userFlags |= 0x100; // a sphere: it rolls over the bumps instead of catching on them
@@ -91,17 +103,17 @@ public:
         if (!rover)
             return;
         const glm::dvec3 forward = rover->orientation * glm::dvec3(1.0, 0.0, 0.0);
-        const glm::dvec3 up = rover->orientation * kUp;
+        const glm::dvec3 up = rover->orientation * ConfigToBody(kUp);
         if (up.z < 0.5)
             return; // on its side or its back: the wheels have no grip
         const double speed = glm::dot(rover->linearVelocity, forward);
         rover->settleTime = 0.0; // a driving rover never sleeps
         if (speed < kCruiseSpeed)
             rover->pendingImpulses.linear += forward * kDriveForce * deltaTime;
-        // Steer: an angular impulse that would bring the yaw rate to the turn rate; the ground takes its share.
+        // Steer: the yaw rate half way to the turn rate each tick. The wheels would fight a torque (they are
+        // spheres with friction, not rolling wheels), so the rover sets its spin as a driver would.
         const double yawRate = glm::dot(rover->angularVelocity, up);
-        const double inertia = rover->mass * (3.0 * 3.0 + 2.0 * 2.0) / 12.0;
-        rover->pendingImpulses.angular += up * (kTurnRate - yawRate) * inertia;
+        rover->angularVelocity += up * (kTurnRate - yawRate) * 0.5;
         odometer += std::abs(speed) * deltaTime;
         driveTime += deltaTime;
     }
@@ -248,7 +260,7 @@ ServerSideEntity::Ptr Spawn(const std::string& type, const glm::dvec3& position,
     ServerSideEntity::Ptr entity =
         ServerSideEntity::Create<ServerSideEntity>(module, game::entity::Type(type), game::entity::Id{});
     entity->position = position;
-    entity->orientation = orientation;
+    entity->orientation = orientation * kConfigUpright;
     entity->linearVelocity = velocity;
     entity->environmentId = kPlanetEnvironment;
     entity->physicsEnabled = 1;

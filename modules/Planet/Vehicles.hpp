@@ -30,7 +30,8 @@ constexpr game::entity::EnvironmentId kPlanetEnvironment = 1;
 void RegisterEntityTypes(const std::string& moduleFolder);
 void UnregisterEntityTypes();
 
-// A new, ready, saved-on-unload entity of `type` at `position` in the planet's environment.
+// A new, ready, saved-on-unload entity of `type` at `position` in the planet's environment. `orientation`
+// turns the type as its config draws it (Z up, X forward) in the planet's frame.
 game::entity::ServerSideEntity::Ptr Spawn(const std::string& type, const glm::dvec3& position,
                                           const glm::dquat& orientation = glm::dquat(1.0, 0.0, 0.0, 0.0),
                                           const glm::dvec3& velocity = glm::dvec3(0.0));
