@@ -227,6 +227,14 @@ int main(int argc, char** argv) {
     if (const int code = ParseArguments(argc, argv, options); code >= 0)
         return code;
 
+    // From here on a stop request is noted, never fatal: one that arrives while the world loads ends the run
+    // before its first tick, with the world saved.
+    struct sigaction action {};
+    action.sa_handler = OnStopSignal;
+    sigemptyset(&action.sa_mask);
+    sigaction(SIGINT, &action, nullptr);
+    sigaction(SIGTERM, &action, nullptr);
+
     // ---- the world's file
     const std::string folder = server::WorldFolder(options.world);
     const std::string worldPath = folder + "world.conf";
@@ -300,18 +308,20 @@ int main(int argc, char** argv) {
         SERVER_Mod::UnloadModules();
         return kExitDamagedEntity;
     }
-    std::filesystem::create_directories(folder);
-    for (const SERVER_Mod::Ptr& m : modules)
-        if (m->Server_Load)
-            reinterpret_cast<game::modular::ServerLoadHook>(m->Server_Load)(folder.c_str());
+    try {
+        std::filesystem::create_directories(folder);
+        for (const SERVER_Mod::Ptr& m : modules)
+            if (m->Server_Load)
+                reinterpret_cast<game::modular::ServerLoadHook>(m->Server_Load)(folder.c_str());
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "orkalin-server: world '%s' failed to start: %s; the world is not saved\n",
+                     options.world.c_str(), error.what());
+        DropEntitiesKeepingFiles();
+        SERVER_Mod::UnloadModules();
+        return kExitRunFailed;
+    }
 
     // ---- ticks
-    struct sigaction action {};
-    action.sa_handler = OnStopSignal;
-    sigemptyset(&action.sa_mask);
-    sigaction(SIGINT, &action, nullptr);
-    sigaction(SIGTERM, &action, nullptr);
-
     const double deltaTime = 1.0 / world.tickRate;
     long long limit = options.ticks;
     if (options.seconds >= 0)
