@@ -2,7 +2,7 @@
 
 #include "game/Options.hpp"
 #include "game/audio/EnvironmentAudio.hpp"
-#include "game/entity/ServerSideEntity.hpp"
+#include "game/entity/ServerTick.hpp"
 #include "game/graphics/GameRenderer.hpp"
 #include "game/input/Controller.hpp"
 #include "game/input/Joystick.hpp"
@@ -200,57 +200,9 @@ void Game::ServerUpdate(double deltaTime, int physicsSteps) {
             module->Server_BeforeUpdate(deltaTime);
     });
 
-    // The entity phases. On the timed path every vehicle (an entity without a parent) gets a timer; each
-    // entity's calls in b, c and e are charged to its vehicle, and the clock is read only on this path.
-    using game::entity::ServerSideEntity;
-    const bool timed = serverSideEntityPerformanceMetrics;
-    if (timed) {
-        _serverSideEntityPerformance_timers.clear();
-        ServerSideEntity::ForEach([](ServerSideEntity::Ptr entity) {
-            if (!entity->HasParent())
-                _serverSideEntityPerformance_timers[entity->GetID()] = 0.0;
-        });
-    }
-    auto charged = [timed](ServerSideEntity& entity, auto&& call) {
-        if (!timed) {
-            call();
-            return;
-        }
-        double& timer = _serverSideEntityPerformance_timers[entity.GetVehicleID()];
-        timer -= ClockSeconds();
-        call();
-        timer += ClockSeconds();
-    };
-    {
-        vesmo::cpu::Profiler phase("ForEachEntity::BeforeUpdate", true);
-        ServerSideEntity::ForEach(
-            [&](ServerSideEntity::Ptr entity) { charged(*entity, [&] { entity->BeforeUpdate(deltaTime); }); });
-    }
-    {
-        vesmo::cpu::Profiler phase("ForEachEntity::Update", true);
-        ServerSideEntity::ForEach([&](ServerSideEntity::Ptr entity) {
-            charged(*entity, [&] {
-                entity->Update(deltaTime);
-                entity->RefreshCache();
-            });
-        });
-    }
-    ServerSideEntity::PhysicsUpdate(deltaTime, physicsSteps);
-    {
-        vesmo::cpu::Profiler phase("ForEachEntity::AfterUpdate", true);
-        ServerSideEntity::ForEach([&](ServerSideEntity::Ptr entity) {
-            charged(*entity, [&] {
-                entity->RefreshCache();
-                entity->AfterUpdate(deltaTime);
-            });
-        });
-    }
-    if (timed) {
-        for (const auto& [id, seconds] : _serverSideEntityPerformance_timers) {
-            double& average = serverSideEntityPerformance_avg_time[id];
-            average = (1.0 - deltaTime) * average + deltaTime * seconds;
-        }
-    }
+    // The entity phases (game/entity/ServerTick): BeforeUpdate; Update and RefreshCache; the physics step;
+    // RefreshCache and AfterUpdate; timed per vehicle when serverSideEntityPerformanceMetrics is set.
+    game::entity::RunServerEntityPhases(deltaTime, physicsSteps);
 
     // The scope's name and the hook's name differ, and both stand as they are.
     SERVER_Mod::ForEachModule([deltaTime](SERVER_Mod::Ptr& module) {

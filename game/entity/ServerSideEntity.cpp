@@ -3,6 +3,7 @@
 #include "game/Assert.hpp"
 #include "game/Game.hpp"
 #include "game/entity/EntityConfig.hpp"
+#include "game/entity/PressurizedVolume.hpp"
 #include "vesmo/cpu/Profiler.hpp"
 
 #include <glm/gtc/quaternion.hpp>
@@ -260,9 +261,17 @@ void ServerSideEntity::InitNodes() {
     }
 }
 
+const std::string& ServerSideEntity::HookScopeName(int hook) {
+    static constexpr const char* kSuffixes[3] = {">::BeforeUpdate", ">::Update", ">::AfterUpdate"};
+    std::string& name = _hookScopeNames[hook];
+    if (name.empty())
+        name = "Entity<" + type + kSuffixes[hook];
+    return name;
+}
+
 void ServerSideEntity::BeforeUpdate(double deltaTime) {
     if (_interface && _interface->ready && _interface->Overrides(Interface::Hook::BeforeUpdate)) {
-        vesmo::cpu::Profiler scope("Entity<" + type + ">::BeforeUpdate");
+        vesmo::cpu::Profiler scope(HookScopeName(0));
         _interface->BeforeUpdate(deltaTime);
     }
 }
@@ -270,7 +279,7 @@ void ServerSideEntity::BeforeUpdate(double deltaTime) {
 void ServerSideEntity::Update(double deltaTime) {
     vesmo::cpu::Profiler scope("ServerSideEntity::Update");
     if (_interface && _interface->ready && _interface->Overrides(Interface::Hook::Update)) {
-        vesmo::cpu::Profiler hook("Entity<" + type + ">::Update");
+        vesmo::cpu::Profiler hook(HookScopeName(1));
         _interface->Update(deltaTime);
     }
     if (config && (nodesDirty || jointsDirty))
@@ -280,7 +289,7 @@ void ServerSideEntity::Update(double deltaTime) {
 
 void ServerSideEntity::AfterUpdate(double deltaTime) {
     if (_interface && _interface->ready && _interface->Overrides(Interface::Hook::AfterUpdate)) {
-        vesmo::cpu::Profiler scope("Entity<" + type + ">::AfterUpdate");
+        vesmo::cpu::Profiler scope(HookScopeName(2));
         _interface->AfterUpdate(deltaTime);
     }
 }
@@ -577,6 +586,11 @@ void ServerSideEntity::UnloadAllEntities() {
     {
         std::unique_lock lock(_sharedObjectsMutex);
         _sharedObjects.clear();
+    }
+    // Taken after the entities' lock is released: the volumes' lock never nests inside it.
+    {
+        std::unique_lock lock(PressurizedVolume::_sharedObjectsMutex);
+        PressurizedVolume::_sharedObjects.clear();
     }
 }
 

@@ -221,6 +221,11 @@ private:
     // Returns false when the type has no registration or (`assertInterface` false) the factory gave nothing.
     bool AttachType(bool assertInterface);
     void WriteState(vesmo::filesystem::Stream& file, const vesmo::filesystem::WriteOnlyStream& interfaceBytes) const;
+
+    // "Entity<type>::BeforeUpdate", "::Update", "::AfterUpdate" (0, 1, 2): built on first use, so that a
+    // module's hook costs no string per tick.
+    const std::string& HookScopeName(int hook);
+    std::string _hookScopeNames[3];
 };
 
 } // namespace game::entity

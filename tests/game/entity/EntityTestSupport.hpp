@@ -4,6 +4,7 @@
 
 #include "game/Game.hpp"
 #include "game/entity/ServerSideEntity.hpp"
+#include "game/modular/Families.hpp"
 
 #include "TestSupport.hpp"
 
@@ -17,38 +18,44 @@ namespace entity_test {
 
 using game::entity::ServerSideEntity;
 
+// The test module, loaded and unloaded through the SERVER_Mod family like any module.
 class TestModule {
 public:
-    TestModule() {
-        _handle = dlopen(ORKALIN_TEST_ENTITY_MODULE, RTLD_NOW | RTLD_LOCAL);
-        if (!_handle)
-            throw std::runtime_error(dlerror());
-        Register = Symbol<void (*)(int, const char*)>("TestEntities_Register");
-        Unregister = Symbol<void (*)()>("TestEntities_Unregister");
+    void Load() {
+        _record = game::modular::SERVER_Mod::LoadModuleLib<game::modular::SERVER_Mod>("TEST_entities", "SERVER_Mod",
+                                                                                      true, ORKALIN_TEST_ENTITY_MODULE);
+        if (!_record)
+            throw std::runtime_error("the test module did not load");
+        SetGeneration = Symbol<void (*)(int)>("TestEntities_SetGeneration");
         Count = Symbol<int (*)(const ServerSideEntity::Interface*)>("TestEntities_Count");
         SavedGeneration = Symbol<int (*)(const ServerSideEntity::Interface*)>("TestEntities_SavedGeneration");
         Initialised = Symbol<bool (*)(const ServerSideEntity::Interface*)>("TestEntities_Initialised");
         SetBlob = Symbol<void (*)(ServerSideEntity::Interface*, const std::string*)>("TestEntities_SetBlob");
         GetBlob = Symbol<bool (*)(const ServerSideEntity::Interface*, std::string*)>("TestEntities_GetBlob");
+        Log = Symbol<std::string* (*)()>("TestEntities_Log");
     }
-    ~TestModule() { dlclose(_handle); }
+    // Every interface the module made must be gone before its code is.
+    void Unload() {
+        _record.reset();
+        game::modular::SERVER_Mod::UnloadModule("TEST_entities");
+    }
 
-    void (*Register)(int generation, const char* configFolder) = nullptr;
-    void (*Unregister)() = nullptr;
+    void (*SetGeneration)(int generation) = nullptr;
     int (*Count)(const ServerSideEntity::Interface*) = nullptr;
     int (*SavedGeneration)(const ServerSideEntity::Interface*) = nullptr;
     bool (*Initialised)(const ServerSideEntity::Interface*) = nullptr;
     void (*SetBlob)(ServerSideEntity::Interface*, const std::string*) = nullptr;
     bool (*GetBlob)(const ServerSideEntity::Interface*, std::string*) = nullptr;
+    std::string* (*Log)() = nullptr;
 
 private:
     template <class F> F Symbol(const char* name) {
-        void* symbol = dlsym(_handle, name);
+        void* symbol = dlsym(_record->handle, name);
         if (!symbol)
             throw std::runtime_error(name);
         return reinterpret_cast<F>(symbol);
     }
-    void* _handle = nullptr;
+    game::modular::SERVER_Mod::Ptr _record;
 };
 
 class World : public ::testing::Test {
@@ -58,13 +65,14 @@ protected:
         std::filesystem::create_directories(_dir.Path() / "run");
         std::filesystem::current_path(_dir.Path() / "run");
         Game::_current_world = "test world";
-        _module.Register(1, ORKALIN_TEST_DATA "/entities");
+        _module.Load();
+        _module.SetGeneration(1);
     }
     void TearDown() override {
         // Nothing is marked for saving here unless a test did so; unmark all so no file outlives the test.
         ServerSideEntity::ForEach([](ServerSideEntity::Ptr entity) { entity->saveCounter = 0; });
         ServerSideEntity::UnloadAllEntities();
-        _module.Unregister();
+        _module.Unload();
         std::filesystem::current_path(_previous);
     }
 

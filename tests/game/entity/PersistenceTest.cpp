@@ -208,8 +208,9 @@ TEST_F(Persistence, AThousandEntitiesComeBackWithTheirModuleBytesInANewGeneratio
     EXPECT_EQ(std::distance(fs::directory_iterator(Folder()), fs::directory_iterator()), 1000);
 
     // The module goes away and comes back, as across a restart.
-    _module.Unregister();
-    _module.Register(2, ORKALIN_TEST_DATA "/entities");
+    _module.Unload();
+    _module.Load();
+    _module.SetGeneration(2);
     ServerSideEntity::LoadAllEntities();
     ASSERT_EQ(Count(), 1000u);
     for (int i = 0; i < 1000; ++i) {
@@ -246,14 +247,14 @@ TEST_F(Persistence, AnEntityWhoseModuleIsGoneKeepsItsFiles) {
     ServerSideEntity::UnloadAllEntities();
     ASSERT_TRUE(fs::exists(state));
 
-    _module.Unregister();
+    _module.Unload();
     ServerSideEntity::LoadAllEntities();
     EXPECT_EQ(Count(), 0u);
     ServerSideEntity::UnloadAllEntities();
     EXPECT_TRUE(fs::exists(state));
     EXPECT_TRUE(fs::exists(checkpoint));
 
-    _module.Register(3, ORKALIN_TEST_DATA "/entities");
+    _module.Load();
     ServerSideEntity::LoadAllEntities();
     EXPECT_EQ(Count(), 1u);
 }

@@ -291,6 +291,21 @@ TEST_F(Scene, AComponentsCollidersActThroughItsVehicle) {
     EXPECT_EQ(foot->position, glm::dvec3(0, 0, -1.5));
 }
 
+TEST_F(Scene, TheServerTickStepsThePhysics) {
+    Use(FlatGround(0.0));
+    auto box = MakeBox({0, 0, 100}, 10.0);
+    // A component reaches its vehicle's environment through the tick's cache refresh, not by itself.
+    auto part = MakeBody({0, 0, -1}, 1.0, {CubeCollider(0.5f)});
+    part->isComponent = 1;
+    part->environmentId = 0;
+    part->parentEntity = box->GetID();
+    for (int i = 0; i < 60; ++i)
+        Game::ServerUpdate(kTick, kSubsteps);
+    EXPECT_NEAR(100.0 - box->position.z, FallDistance(9.81, kTick, kSubsteps, 60), 1e-9);
+    EXPECT_EQ(part->environmentId, kGround);
+    EXPECT_GT(Game::serverSidePhysicsAvgTime, 0.0);
+}
+
 TEST_F(Scene, ZeroSubStepsMoveNothingButStillApplyTheEntityState) {
     Use(FlatGround());
     auto box = MakeBox({0, 0, 10}, 10.0);

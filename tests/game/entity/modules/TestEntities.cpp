@@ -1,11 +1,13 @@
-// A module of entity types for the entity tests, loaded with dlopen.
+// A SERVER_Mod module of entity types for the entity tests ("TEST_entities").
 //
 //   plain    an interface that overrides nothing
-//   counter  counts its updates, saves its count and a generation tag, keeps a checkpoint of its count
-//   blob     saves an arbitrary byte string that the test gives it
+//   counter  counts its updates, saves its count and the module's generation, checkpoints its count
+//   blob     saves a byte string that the test gives it
+//   recorder logs its BeforeUpdate, Update and AfterUpdate calls
+//   broken   a factory that makes nothing
 //
-// TestEntities_Register(generation, configFolder) fills the registry; TestEntities_Unregister empties what
-// it filled, as a module does before it is unloaded.
+// ModuleLoad registers the types, ModuleUnload removes them, as a module does around its life. The other
+// exports let the tests look into the interfaces, whose classes only this library knows.
 
 #include "game/entity/EntityConfig.hpp"
 #include "game/entity/ServerSideEntity.hpp"
@@ -45,6 +47,15 @@ public:
     bool initialised = false;
 };
 
+// Appends "<tag>B", "<tag>U", "<tag>A" to the log for its three tick hooks.
+std::string g_log;
+class Recorder : public ServerSideEntity::Interface {
+public:
+    void BeforeUpdate(double) override { g_log += "B"; }
+    void Update(double) override { g_log += "U"; }
+    void AfterUpdate(double) override { g_log += "A"; }
+};
+
 class Blob : public ServerSideEntity::Interface {
 public:
     void Serialize(WriteOnlyStream& out) override { out.Write(bytes); }
@@ -57,23 +68,27 @@ public:
 
 } // namespace
 
-extern "C" __attribute__((visibility("default"))) void TestEntities_Register(int generation, const char* configFolder) {
-    g_generation = generation;
+extern "C" __attribute__((visibility("default"))) void ModuleLoad() {
     auto& types = ServerSideEntity::_registered_interfaces[vesmo::modular::ModuleID(kModule).String()];
     const vesmo::modular::ModuleID module(kModule);
-    const std::string folder = configFolder;
+    const std::string folder = TEST_ENTITY_CONFIGS;
     types["plain"] = {module, "plain", std::make_shared<EntityConfig>(folder + "/block.conf"),
                       [] { return std::make_shared<ServerSideEntity::Interface>(); }};
     types["counter"] = {module, "counter", std::make_shared<EntityConfig>(folder + "/arm.conf"),
                         [] { return std::make_shared<Counter>(); }};
     types["blob"] = {module, "blob", nullptr, [] { return std::make_shared<Blob>(); }};
+    types["recorder"] = {module, "recorder", nullptr, [] { return std::make_shared<Recorder>(); }};
     types["broken"] = {module, "broken", nullptr, [] { return std::shared_ptr<ServerSideEntity::Interface>(); }};
 }
 
-extern "C" __attribute__((visibility("default"))) void TestEntities_Unregister() {
+extern "C" __attribute__((visibility("default"))) void ModuleUnload() {
     ServerSideEntity::_registered_interfaces.erase(vesmo::modular::ModuleID(kModule).String());
     std::lock_guard guard(ServerSideEntity::_module_entities_mutex);
     ServerSideEntity::_module_entities.erase(vesmo::modular::ModuleID(kModule).String());
+}
+
+extern "C" __attribute__((visibility("default"))) void TestEntities_SetGeneration(int generation) {
+    g_generation = generation;
 }
 
 extern "C" __attribute__((visibility("default"))) int TestEntities_Count(const ServerSideEntity::Interface* interface) {
@@ -106,3 +121,5 @@ TestEntities_GetBlob(const ServerSideEntity::Interface* interface, std::string* 
         *bytes = blob->bytes;
     return blob != nullptr;
 }
+
+extern "C" __attribute__((visibility("default"))) std::string* TestEntities_Log() { return &g_log; }
