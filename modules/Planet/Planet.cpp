@@ -6,6 +6,7 @@
 #include "Vehicles.hpp"
 
 #include "game/Game.hpp"
+#include "game/VoxelType.hpp"
 #include "game/modular/ServerHooks.hpp"
 #include "vesmo/filesystem/AtomicFile.hpp"
 
@@ -14,11 +15,6 @@
 #include <cstdio>
 #include <fstream>
 #include <string>
-
-#if __has_include("game/VoxelType.hpp")
-#include "game/VoxelType.hpp"
-#define PLANET_HAS_VOXEL_TYPES 1
-#endif
 
 #define PLANET_EXPORT extern "C" __attribute__((visibility("default")))
 
@@ -40,14 +36,10 @@ constexpr Material kMaterials[] = {
     {"rock", 0xFF6E7378}, {"sand", 0xFF8CC8DC}, {"grass", 0xFF4A9A5A}, {"snow", 0xFFF0F0F0}, {"water", 0xFFB46E28},
 };
 
+// No textures: the server has no renderer, and a type without textures may be declared before one exists.
 void RegisterVoxelTypes() {
-#ifdef PLANET_HAS_VOXEL_TYPES
     for (const Material& material : kMaterials)
         game::VoxelType(planet::kModuleName, material.name, material.color, {});
-#else
-    // GAP: game/VoxelType.hpp is not in the tree yet; the materials above are registered once it is.
-    (void)kMaterials;
-#endif
 }
 
 double Ground(double x, double y) { return g_planet.GroundHeight({x, y, 0.0}); }

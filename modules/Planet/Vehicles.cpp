@@ -1,9 +1,8 @@
 #include "Vehicles.hpp"
 
-#include "TankVolume.hpp"
-
 #include "game/Game.hpp"
 #include "game/entity/EntityConfig.hpp"
+#include "game/entity/PressurizedVolume.hpp"
 #include "vesmo/core/String.hpp"
 
 #include <cmath>
@@ -157,19 +156,16 @@ public:
 
 class Tank : public Body {
 public:
+    static constexpr double kVolume = 1.5;      // m³
     static constexpr double kValveTime = 12.0;  // s of the tank's life before its valve opens
     static constexpr double kValveArea = 0.002; // m²
 
-    Tank() {
-        gas.volume = 1.5;
-        gas.temperature = 288.0;
-    }
     void Serialize(WriteOnlyStream& out) override {
         out.WriteValue(kVersion);
         out.WriteValue(age);
-        out.WriteValue(gas.temperature);
-        out.WriteValue<uint64_t>(gas.composition.size());
-        for (const auto& [formula, mass] : gas.composition) {
+        out.WriteValue(temperature);
+        out.WriteValue<uint64_t>(composition.size());
+        for (const auto& [formula, mass] : composition) {
             out.Write(formula);
             out.WriteValue(mass);
         }
@@ -178,40 +174,47 @@ public:
         if (!OpenSaved(in))
             return;
         age = in.ReadValue<double>();
-        gas.temperature = in.ReadValue<double>();
-        gas.composition.clear();
+        temperature = in.ReadValue<double>();
+        composition.clear();
         for (uint64_t n = in.ReadValue<uint64_t>(); n > 0; --n) {
             std::string formula;
             in.Read(formula);
-            gas.composition[formula] = in.ReadValue<double>();
+            composition[formula] = in.ReadValue<double>();
         }
         restored = true;
     }
+    // The gas lives in a PressurizedVolume that this interface owns; the library's list sees it weakly.
     void Init() override {
         Body::Init();
-        if (!restored)
-            gas.Push("N2", 1.5 * 8.0 * 101325.0 * 0.028 / (8.314 * 288.0)); // 8 bar of nitrogen
-        gas.Update(0.0);
-        startPressure = gas.pressure;
+        gas = game::entity::PressurizedVolume::Create(interfaceId, interfaceId, kVolume, temperature);
+        if (restored)
+            gas->composition = composition;
+        else
+            gas->Push("N2", kVolume * 8.0 * 101325.0 * 0.028 / (8.314 * temperature)); // 8 bar of nitrogen
+        gas->Update(0.0);
+        composition = gas->composition;
     }
     void Update(double deltaTime) override {
         ServerSideEntity::Ptr tank = interfaceEntity.lock();
-        if (!tank)
+        if (!tank || !gas)
             return;
         age += deltaTime;
         if (age >= kValveTime) {
             const auto& environment = Game::_environmentFunctions.at(kPlanetEnvironment);
             const game::physics::EnvironmentInfo outside =
                 environment(tank->position, game::EnvironmentComposition, 0.0);
-            vented += TankVolume::Transfer(&gas, outside, tank->position, tank->position, kValveArea, deltaTime);
+            game::entity::PressurizedVolume::Transfer(gas.get(), outside, tank->position, tank->position, kValveArea,
+                                                      deltaTime);
         }
-        gas.Update(deltaTime);
+        gas->Update(deltaTime);
+        // Serialize runs while the registry is locked for the save; it reads this copy, not the volume.
+        composition = gas->composition;
     }
 
-    TankVolume gas;
+    std::shared_ptr<game::entity::PressurizedVolume> gas;
+    std::unordered_map<std::string, double> composition;
+    double temperature = 288.0;
     double age = 0.0;
-    double vented = 0.0;
-    double startPressure = 0.0;
     bool restored = false;
 };
 
@@ -292,8 +295,8 @@ std::string DescribeVehicles() {
             text += "  glider " + id + "  " + Fixed(glider->airTime, 1) + " s in the air, peak " +
                     Fixed(glider->peakSpeed, 1) + " m/s, " + (glider->landed ? "landed" : "still flying") + "\n";
         } else if (const auto* tank = dynamic_cast<const Tank*>(interface.get())) {
-            text += "  tank   " + id + "  " + Fixed(tank->gas.pressure / 1e5, 2) + " bar (" +
-                    Fixed(tank->gas.totalMass, 2) + " kg of gas), valve " +
+            text += "  tank   " + id + "  " + Fixed(tank->gas ? tank->gas->pressure / 1e5 : 0.0, 2) + " bar (" +
+                    Fixed(tank->gas ? tank->gas->totalMass : 0.0, 2) + " kg of gas), valve " +
                     (tank->age >= Tank::kValveTime ? "open" : "closed") + "\n";
         }
     });
