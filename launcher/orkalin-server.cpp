@@ -70,7 +70,7 @@ void PrintHelp() {
         "Run it with build/game/ as the working directory. From there, modules are\n"
         "  modules/<Name>/<Name>.SERVER_Mod.so\n"
         "and the world's files are in\n"
-        "  ../Orkalin-data/server/worlds/WORLD/       world.conf, the modules' own files\n"
+        "  ../Orkalin-data/server/worlds/WORLD/            world.conf, the modules' own files\n"
         "  ../Orkalin-data/server/worlds/WORLD/entities/   one .entitystate file per saved entity\n"
         "\n"
         "The server loads the world's modules (sorted by their ModuleSort rank, then name) and its saved entities,\n"
@@ -300,9 +300,16 @@ int main(int argc, char** argv) {
         if (!id.empty())
             std::fprintf(stderr, "orkalin-server: damaged entity file %s/%s.entitystate: %s\n",
                          ServerSideEntity::GetCheckpointDir().c_str(), id.c_str(), error.what());
-        else
-            std::fprintf(stderr, "orkalin-server: an entity file in %s is damaged or misnamed: %s\n",
-                         ServerSideEntity::GetCheckpointDir().c_str(), error.what());
+        else {
+            // A name that is no entity id: name the files the load refuses.
+            std::string names;
+            std::error_code ignored;
+            for (const auto& entry : std::filesystem::directory_iterator(ServerSideEntity::GetCheckpointDir(), ignored))
+                if (entry.path().extension() == ".entitystate" && entry.path().stem().string().size() != 28)
+                    names += " " + entry.path().filename().string();
+            std::fprintf(stderr, "orkalin-server: misnamed entity file in %s (%s):%s\n",
+                         ServerSideEntity::GetCheckpointDir().c_str(), error.what(), names.c_str());
+        }
         std::fprintf(stderr, "orkalin-server: world '%s' not loaded; no file was changed\n", options.world.c_str());
         DropEntitiesKeepingFiles();
         SERVER_Mod::UnloadModules();

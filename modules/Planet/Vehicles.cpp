@@ -289,8 +289,9 @@ std::string DescribeVehicles() {
         const auto& interface = entity->GetInterface();
         const std::string id = entity->GetID().ToString().substr(20);
         if (const auto* rover = dynamic_cast<const Rover*>(interface.get())) {
+            const bool upright = (entity->orientation * ConfigToBody(kUp)).z >= 0.5;
             text += "  rover  " + id + "  driven " + Fixed(rover->odometer, 1) + " m in " + Fixed(rover->driveTime, 1) +
-                    " s\n";
+                    " s" + (upright ? "" : ", on its side") + "\n";
         } else if (const auto* glider = dynamic_cast<const Glider*>(interface.get())) {
             text += "  glider " + id + "  " + Fixed(glider->airTime, 1) + " s in the air, peak " +
                     Fixed(glider->peakSpeed, 1) + " m/s, " + (glider->landed ? "landed" : "still flying") + "\n";
