@@ -15,12 +15,13 @@
 #include "game/physics/PhysicsTestSupport.hpp"
 
 #include <BulletCollision/CollisionDispatch/btBoxBoxDetector.h>
-#include <btBulletDynamicsCommon.h>
 #include <benchmark/benchmark.h>
+#include <btBulletDynamicsCommon.h>
 #include <glm/gtc/matrix_transform.hpp>
 
 #include <cmath>
 #include <memory>
+#include <string>
 #include <vector>
 
 namespace {
@@ -188,19 +189,22 @@ void BM_NarrowPhase_Ours(benchmark::State& state) {
     double depth = 0;
     for (auto _ : state) {
         benchmark::DoNotOptimize(a);
-        const game::physics::Collision c = game::physics::ConvexCollision(a, b);
+        game::physics::Collision c = game::physics::ConvexCollision(a, b);
+        // Whole records only: benchmark 1.7's DoNotOptimize on a lone double may hand it through a
+        // general register under g++ and garble it.
+        benchmark::DoNotOptimize(c);
         depth = c.depth;
-        benchmark::DoNotOptimize(depth);
     }
-    state.SetLabel(pair.name);
-    state.counters["depth"] = depth;
+    state.SetLabel(std::string(pair.name) + ", depth " + std::to_string(depth));
 }
 
 struct DepthResult : btDiscreteCollisionDetectorInterface::Result {
     double depth = 0;
     void setShapeIdentifiersA(int, int) override {}
     void setShapeIdentifiersB(int, int) override {}
-    void addContactPoint(const btVector3&, const btVector3&, btScalar d) override { depth = std::max(depth, -double(d)); }
+    void addContactPoint(const btVector3&, const btVector3&, btScalar d) override {
+        depth = std::max(depth, -double(d));
+    }
 };
 
 void BM_NarrowPhase_Bullet(benchmark::State& state) {
@@ -215,11 +219,10 @@ void BM_NarrowPhase_Bullet(benchmark::State& state) {
     for (auto _ : state) {
         DepthResult result;
         detector.getClosestPoints(input, result, nullptr);
+        benchmark::DoNotOptimize(result);
         depth = result.depth;
-        benchmark::DoNotOptimize(depth);
     }
-    state.SetLabel(pair.name);
-    state.counters["depth"] = depth;
+    state.SetLabel(std::string(pair.name) + ", depth " + std::to_string(depth));
 }
 
 BENCHMARK(BM_NarrowPhase_Ours)->DenseRange(0, 3);

@@ -41,6 +41,22 @@ bool Ignores(const Dynamic& body, const Id& other) {
 glm::dvec3 Transform(const glm::dmat4& m, const glm::dvec3& v) { return glm::dvec3(m * glm::dvec4(v, 1.0)); }
 
 struct Frame {
+    Frame() = default;
+    Frame(const Frame&) = delete;
+    Frame& operator=(const Frame&) = delete;
+    // The bodies go with the frame; their collider tables' storage stays with the thread for the next one.
+    ~Frame() {
+        auto recycle = [](auto& byEnvironment) {
+            for (auto& [environment, groups] : byEnvironment)
+                for (auto& [parentId, bodies] : groups)
+                    for (auto& body : bodies)
+                        physics::detail::ReturnColliderStorage(std::move(body.colliders));
+        };
+        recycle(staticBodies);
+        recycle(dynamicBodies);
+        recycle(orbitingBodies);
+    }
+
     ByEnvironment<Body> staticBodies;
     ByEnvironment<Dynamic> dynamicBodies;
     ByEnvironment<Dynamic> orbitingBodies;

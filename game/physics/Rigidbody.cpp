@@ -16,7 +16,36 @@ glm::dmat3 Rotation(const glm::dquat& q) { return glm::mat3_cast(q); }
 glm::dvec3 Transform(const glm::dmat4& m, const glm::dvec3& v) { return glm::dvec3(m * glm::dvec4(v, 1.0)); }
 } // namespace
 
-template <class EntityT> Rigidbody<EntityT>::Rigidbody(typename EntityT::Ptr& source) : entity(source) {
+namespace detail {
+
+namespace {
+std::vector<std::vector<game::entity::ConvexMeshCollider>>& Spares() {
+    thread_local std::vector<std::vector<game::entity::ConvexMeshCollider>> spares;
+    return spares;
+}
+} // namespace
+
+std::vector<game::entity::ConvexMeshCollider> TakeColliderStorage() {
+    auto& spares = Spares();
+    if (spares.empty())
+        return {};
+    std::vector<game::entity::ConvexMeshCollider> storage = std::move(spares.back());
+    spares.pop_back();
+    return storage;
+}
+
+void ReturnColliderStorage(std::vector<game::entity::ConvexMeshCollider>&& storage) {
+    if (storage.capacity() == 0)
+        return;
+    storage.clear();
+    Spares().push_back(std::move(storage));
+}
+
+} // namespace detail
+
+template <class EntityT>
+Rigidbody<EntityT>::Rigidbody(typename EntityT::Ptr& source)
+    : entity(source), colliders(detail::TakeColliderStorage()) {
     EntityT& e = *source;
     orientation = e.orientation;
     centerOfMass = e.centerOfMass;

@@ -27,6 +27,15 @@
 
 namespace game::physics {
 
+namespace detail {
+// Collider tables are rebuilt every frame; their storage need not be. A body takes a spare vector of the
+// calling thread when it is built, and the physics step hands every table back when its frame ends, so a
+// steady scene allocates no collider tables. The spares hold their capacity (about 700 bytes a collider)
+// until the thread ends.
+std::vector<game::entity::ConvexMeshCollider> TakeColliderStorage();
+void ReturnColliderStorage(std::vector<game::entity::ConvexMeshCollider>&& storage);
+} // namespace detail
+
 // A face of a body that meets the flow this frame, laid down by ComputeAerodynamicSurfaces.
 struct AerodynamicSurface {
     glm::dvec3 position{0.0}; // point of attack, relative to the body's position, in the group frame

@@ -357,7 +357,6 @@ void DynamicRigidbody<EntityT>::InteractWithEnvironment(game::EnvironmentFunctio
                 densitySum += info.density;
                 const glm::dvec3 force = -environmentAcceleration * boxVolume * info.density;
                 ApplyImpulse(force * deltaTime, Transform(W, BoxCenter(c)) - this->position);
-                terrain.RefreshFrame();
             }
         }
     }

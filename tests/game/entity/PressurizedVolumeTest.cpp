@@ -8,10 +8,13 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cmath>
 #include <filesystem>
 #include <limits>
 #include <shared_mutex>
+#include <thread>
+#include <vector>
 
 using game::Molecule;
 using game::entity::Id;
@@ -326,6 +329,27 @@ TEST_F(VolumeFind, TheCallbackRunsUnderTheVolumesLockAndMayLookUpEntities) {
         EXPECT_FALSE(PressurizedVolume::_sharedObjectsMutex.try_lock());
     }));
     EXPECT_TRUE(sawEntity);
+}
+
+TEST_F(VolumeFind, LookupsMeetWorldUnloadsWithoutDeadlock) {
+    // Find nests the entities' lock inside the volumes' lock; an unload takes them one after the other. Run
+    // both at once for a while: a reversed order anywhere would hang here (and time out).
+    std::atomic<bool> done = false;
+    std::thread finder([&] {
+        while (!done)
+            PressurizedVolume::Find(Id(1, 1), glm::dvec3(0.0), [](std::shared_ptr<PressurizedVolume>&) {});
+    });
+    std::vector<std::shared_ptr<PressurizedVolume>> held;
+    for (int round = 0; round < 200; ++round) {
+        auto hull = Entity(std::make_shared<Hull>());
+        held.push_back(PressurizedVolume::Create(Id(1, 1), hull->GetID(), 1.0, kRoom));
+        hull.reset();
+        if (round % 10 == 9)
+            ServerSideEntity::UnloadAllEntities();
+    }
+    done = true;
+    finder.join();
+    EXPECT_TRUE(PressurizedVolume::_sharedObjects.empty());
 }
 
 TEST(PressurizedVolumeDeathTest, BrokenInvariantsEndTheProcessWithTheirText) {
