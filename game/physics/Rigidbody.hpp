@@ -105,6 +105,11 @@ public:
     // Records a contact towards the proof of rest; points closer than 0.1 to a recorded one are dropped.
     void AddStaticContactPoint(const glm::dvec3& normal, glm::dvec3 worldPoint);
     // Whether the recorded contacts support the centre of mass; `normal` is the support's normal on true.
+    // The three latest contacts first: their normals within 45 degrees (a dot product under 0.707 refuses,
+    // so three points in a line, whose plane normal is NaN, are not refused there) and the foot of the
+    // centre of mass inside their triangle. With four or more, a wider test: every earlier normal within
+    // 45 degrees of the latest, the support normal the normalised sum of those earlier normals, and the
+    // projected centre of mass inside the x-y box of the projected points.
     bool GetStaticContact(glm::dvec3& normal);
 
     // Once a frame, before the sub-steps: the faces that meet the flow, found by rays through the body.
@@ -132,6 +137,8 @@ public:
     std::vector<Rigidbody<EntityT>*> staticCandidates;
     std::vector<AerodynamicSurface> aerodynamicSurfaces;
     std::vector<glm::dvec3> staticContactNormals, staticRelativeContactPoints;
+    // Body frame. Contacts red, clear rays magenta, blocked rays black, aerodynamic forces cyan (drawn as
+    // the acceleration they give, one metre per m/s²).
     std::vector<Game::PhysicsLineDebug> debugLines;
     std::vector<game::entity::ConvexMeshCollider> debugColliders;
     std::unordered_set<game::entity::Id> ignoredCollisions;

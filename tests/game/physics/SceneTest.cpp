@@ -148,6 +148,47 @@ TEST_F(Scene, ALightBoxFloatsAtTheWaterSurfaceAndADenseOneSinks) {
 
 // A thin plate drifting through still air: face-on its face pushes along its normal, edge-on it keeps
 // only its drag.
+TEST_F(Scene, ABodyHalfInWaterIsDampedAndCountsAsTouchingGround) {
+    SampleEnvironment lake = FlatGround();
+    lake.hasWater = true;
+    lake.waterLevel = 10.0;
+    Use(lake);
+    // Two stacked boxes across the surface: one sample falls in water, one in air, and their mean
+    // viscosity lies between the two, which is what the damping of liquids looks for.
+    auto buoy = MakeBody({0, 0, 10}, 500.0,
+                         {BoxCollider({-0.5f, -0.5f, -1.0f}, {0.5f, 0.5f, -0.1f}),
+                          BoxCollider({-0.5f, -0.5f, 0.1f}, {0.5f, 0.5f, 1.0f})});
+    buoy->linearVelocity = {2, 0, 0};
+    game::EnvironmentFunction function = Game::_environmentFunctions.at(kGround);
+    game::physics::DynamicRigidbody<ServerSideEntity> body(buoy, kTick);
+    body.InteractWithEnvironment(function, 0.1);
+    EXPECT_TRUE(body.touchedTerrain);
+    // Mean viscosity 0.0005075: halfway through the band, a smoothstep of 0.5, over 0.1 s: 2.5 % of the
+    // horizontal speed goes.
+    EXPECT_NEAR(body.linearVelocity.x, 2.0 * (1 - 0.5 * 0.05), 1e-6);
+
+    // Wholly under water the samples are all water, above the band: no damping, no ground.
+    buoy->position = {0, 0, 5};
+    game::physics::DynamicRigidbody<ServerSideEntity> deep(buoy, kTick);
+    deep.InteractWithEnvironment(function, 0.1);
+    EXPECT_FALSE(deep.touchedTerrain);
+    EXPECT_EQ(deep.linearVelocity.x, 2.0);
+}
+
+TEST_F(Scene, ABoxComesToRestOnASphericalPlanet) {
+    SampleEnvironment planet;
+    planet.shape = SampleEnvironment::Shape::Planet;
+    planet.radius = 200.0;
+    Use(planet);
+    // Off the pole, so that down is no coordinate axis.
+    const glm::dvec3 up = glm::normalize(glm::dvec3(1, 2, 2));
+    auto box = MakeBox(up * 202.0, 50.0);
+    box->orientation = glm::dquat(glm::dvec3(0, 0, 1), up); // a face towards the ground
+    ASSERT_LT(RunUntil([&] { return box->settleTime >= 1.0; }, 900), 900) << glm::length(box->position);
+    EXPECT_NEAR(glm::length(box->position), 200.5, 0.05);
+    EXPECT_NEAR(glm::dot(glm::normalize(box->position), up), 1.0, 1e-4);
+}
+
 TEST_F(Scene, AFlatPlateGetsLiftFaceOnAndNoneEdgeOnButKeepsItsDrag) {
     SampleEnvironment air = FlatGround();
     air.gravity = 1e-9; // all but weightless, so that only the flow acts
