@@ -124,6 +124,16 @@ void GlfwWindow::SetCursorPos(double x, double y) {
     _cursorRequested = true;
 }
 
+void GlfwWindow::SetClipboardText(const char* text) {
+    Window::SetClipboardText(text);
+    glfwSetClipboardString(_handle, text != nullptr ? text : "");
+}
+
+std::string GlfwWindow::GetClipboardText() const {
+    const char* text = glfwGetClipboardString(_handle);
+    return text != nullptr ? std::string(text) : Window::GetClipboardText();
+}
+
 bool GlfwWindow::ShouldClose() const { return glfwWindowShouldClose(_handle) == GLFW_TRUE; }
 
 void GlfwWindow::SetShouldClose(bool close) { glfwSetWindowShouldClose(_handle, close ? GLFW_TRUE : GLFW_FALSE); }

@@ -45,6 +45,9 @@ public:
     bool GetMouseButton(int button) const override;
     void GetCursorPos(double* x, double* y) const override;
     void SetCursorPos(double x, double y) override;
+    // The desktop's clipboard; GLFW allows these on the main thread only.
+    void SetClipboardText(const char* text) override;
+    std::string GetClipboardText() const override;
 
     GLFWwindow* Handle() const { return _handle; }
     bool ShouldClose() const;

@@ -187,4 +187,14 @@ void Window::StoreGamepadAxis(int id, int axis, float value) {
         d->gamepad.axes[axis] = value;
 }
 
+void Window::SetClipboardText(const char* text) {
+    std::lock_guard guard(_clipboardMutex);
+    _clipboard = text != nullptr ? text : "";
+}
+
+std::string Window::GetClipboardText() const {
+    std::lock_guard guard(_clipboardMutex);
+    return _clipboard;
+}
+
 } // namespace vesmo::graphics

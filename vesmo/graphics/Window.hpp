@@ -20,6 +20,7 @@
 // Every operation may be called from any thread.
 
 #include <atomic>
+#include <mutex>
 #include <string>
 
 namespace vesmo::graphics {
@@ -71,6 +72,11 @@ public:
     virtual void GetCursorPos(double* x, double* y) const = 0;
     virtual void SetCursorPos(double x, double y) = 0;
 
+    // The clipboard as the UI sees it. Here an in-process text, safe from any thread; a desktop window
+    // also hands it to the desktop.
+    virtual void SetClipboardText(const char* text);
+    virtual std::string GetClipboardText() const;
+
     // The window's size in screen coordinates, kept current by the implementation.
     std::atomic<int> width{0};
     std::atomic<int> height{0};
@@ -112,6 +118,10 @@ protected:
     static void StoreJoystickHat(int id, int hat, unsigned char value);
     static void StoreGamepadButton(int id, int button, bool down);
     static void StoreGamepadAxis(int id, int axis, float value);
+
+private:
+    mutable std::mutex _clipboardMutex;
+    std::string _clipboard;
 };
 
 } // namespace vesmo::graphics
