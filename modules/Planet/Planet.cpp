@@ -64,11 +64,12 @@ void BuildStartingScene() {
         const double x = 88.0 + 6.0 * k, y = -12.0 + 5.0 * k;
         Spawn("crate", {x, y, std::max(Ground(x, y), 0.0) + 4.0}, Yaw(30.0 * k));
     }
-    Spawn("rover", {-6.0, -22.0, Ground(-6.0, -22.0) + 1.0}, Yaw(0.0));
-    Spawn("rover", {18.0, 4.0, Ground(18.0, 4.0) + 1.0}, Yaw(120.0));
+    // The rovers turn left on circles of about 25 m, placed clear of the yard, the stack and the tank.
+    Spawn("rover", {30.0, -45.0, Ground(30.0, -45.0) + 1.0}, Yaw(0.0));
+    Spawn("rover", {-40.0, 45.0, Ground(-40.0, 45.0) + 1.0}, Yaw(180.0));
     const glm::dquat noseUp = glm::angleAxis(glm::radians(-4.0), glm::dvec3(0, 1, 0));
     Spawn("glider", {-70.0, 10.0, Ground(-70.0, 10.0) + 40.0}, noseUp, {15.0, 0.0, 0.0});
-    Spawn("tank", {8.0, -12.0, Ground(8.0, -12.0) + 1.3});
+    Spawn("tank", {-5.0, -30.0, Ground(-5.0, -30.0) + 1.3});
 }
 
 } // namespace
