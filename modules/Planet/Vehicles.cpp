@@ -136,6 +136,28 @@ public:
         peakSpeed = in.ReadValue<double>();
         landed = in.ReadValue<uint8_t>();
     }
+    static constexpr double kTrimPitch = -5.0;  // degrees: the nose a little down, a shallow glide
+    static constexpr double kSkidBraking = 0.8; // per second, of the speed on the ground
+
+    // A pitch damper, as a light aircraft's trim would do: while flying, the pitch rate is pulled towards one
+    // that brings the nose to the trim angle. Roll and yaw are left to the airframe.
+    void Update(double deltaTime) override {
+        ServerSideEntity::Ptr glider = interfaceEntity.lock();
+        if (!glider)
+            return;
+        if (landed) {
+            // On the ground a skid under the fuselage brakes it: the terrain alone lets a belly slide far.
+            glider->linearVelocity *= std::max(0.0, 1.0 - kSkidBraking * deltaTime);
+            return;
+        }
+        const glm::dvec3 forward = glider->orientation * glm::dvec3(1.0, 0.0, 0.0);
+        const glm::dvec3 leftWing = glider->orientation * ConfigToBody(glm::dvec3(0.0, 1.0, 0.0));
+        const double pitch = glm::degrees(std::asin(std::clamp(forward.z, -1.0, 1.0)));
+        // A turn about the left wing's axis lowers the nose, hence the minus.
+        const double wanted = -glm::radians(kTrimPitch - pitch) * 1.5;
+        const double now = glm::dot(glider->angularVelocity, leftWing);
+        glider->angularVelocity += leftWing * (wanted - now) * 0.3;
+    }
     void AfterUpdate(double deltaTime) override {
         ServerSideEntity::Ptr glider = interfaceEntity.lock();
         if (!glider || landed)

@@ -7,7 +7,8 @@
 //           are never saved. The rover drives in a wide circle, pushing itself only while it is slower than
 //           its cruise speed.
 //   glider  a fuselage with a wing and a tail plane: thin plates that the physics turns into lift and drag.
-//           Launched from 40 m up at 15 m/s, it glides down and lands.
+//           A pitch damper holds the nose 5 degrees down. Launched from 40 m up at 15 m/s, it glides about
+//           200 m, across the ocean band, lands and skids to a stop.
 //   tank    a sealed 1.5 m³ tank of nitrogen at 8 bar (a PressurizedVolume). After 12 s of its life its valve opens
 //           and the gas meets the air around it.
 //   wheel   the rover's component; no behaviour of its own.
