@@ -1,35 +1,428 @@
-// The dedicated server. For now it only explains itself: the server loop arrives with the world and
-// entity work, and this command already has its final name and place (build/bin/orkalin-server).
+// The dedicated server: loads a world's SERVER_Mod modules and saved entities, runs Game::ServerUpdate at a
+// fixed rate (or as fast as it can for a number of ticks), and saves the world when it ends.
+//
+// Working directory: build/game/ (run it from there). Modules are found as modules/<Name>/<Name>.SERVER_Mod.so
+// and worlds under ../Orkalin-data/server/worlds/<world>/, both relative to it, as the module host and the
+// entity persistence fix them.
 
+#include "WorldFile.hpp"
+#include "WorldReport.hpp"
+
+#include "game/Game.hpp"
+#include "game/entity/ServerSideEntity.hpp"
+#include "game/modular/Families.hpp"
+#include "game/modular/ServerHooks.hpp"
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <exception>
+#include <filesystem>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
 
 namespace {
 
+using game::entity::ServerSideEntity;
+using Clock = std::chrono::steady_clock;
+using game::modular::SERVER_Mod;
+
+// Exit codes, each for one kind of trouble, so that scripts can tell them apart.
+enum ExitCode : int {
+    kExitOk = 0,
+    kExitRunFailed = 1,     // a tick or the save threw
+    kExitUsage = 2,         // bad command line
+    kExitNoWorld = 3,       // the world does not exist (and --create was not given), or names no module
+    kExitModule = 4,        // a module failed to load
+    kExitDamagedEntity = 5, // a saved entity file could not be read; nothing was changed on disk
+};
+
+std::atomic<bool> g_stopRequested{false};
+
+void OnStopSignal(int) { g_stopRequested.store(true); }
+
+struct Options {
+    std::string world;
+    std::vector<std::string> modules; // from --modules; empty: the world file's
+    bool create = false;
+    long long ticks = -1;  // -1: until a signal
+    double seconds = -1.0; // simulated seconds to run, as fast as possible
+    double rate = 0.0;     // 0: the world file's
+    int substeps = -1;     // -1: the world file's
+    bool fast = false;
+    bool summary = false;
+    std::string picture;
+    std::string dump;
+};
+
 void PrintHelp() {
-    std::printf("Usage: orkalin-server [--help] WORLD [options]\n"
-                "\n"
-                "The dedicated server of the Orkalin sandbox: it runs a world's simulation without a window or a GPU.\n"
-                "\n"
-                "This build holds the engine core and the file system layer only. The server loop comes next:\n"
-                "  - load the world's SERVER_Mod modules and its saved entities,\n"
-                "  - run server ticks at a fixed rate (60 Hz, 4 physics sub-steps) or as fast as possible,\n"
-                "  - print a progress line about once a second,\n"
-                "  - save the world on SIGINT or SIGTERM and exit cleanly.\n"
-                "\n"
-                "Options:\n"
-                "  -h, --help   show this text and exit\n");
+    std::printf(
+        "Usage: orkalin-server [options] WORLD\n"
+        "\n"
+        "The dedicated server of the Orkalin sandbox: runs a world's simulation without a window or a GPU.\n"
+        "\n"
+        "Run it with build/game/ as the working directory. From there, modules are\n"
+        "  modules/<Name>/<Name>.SERVER_Mod.so\n"
+        "and the world's files are in\n"
+        "  ../Orkalin-data/server/worlds/WORLD/            world.conf, the modules' own files\n"
+        "  ../Orkalin-data/server/worlds/WORLD/entities/   one .entitystate file per saved entity\n"
+        "\n"
+        "The server loads the world's modules (sorted by their ModuleSort rank, then name) and its saved entities,\n"
+        "then ticks: at the world's rate (default 60 Hz, 4 physics sub-steps) until SIGINT or SIGTERM, or as fast\n"
+        "as it can for --ticks or --seconds. About once a second it prints the simulated time, ticks per second,\n"
+        "milliseconds per tick and how many entities (components not counted) are moving and resting. When it\n"
+        "stops it finishes the tick, lets the modules save, saves every entity, and exits 0.\n"
+        "\n"
+        "Options:\n"
+        "  --create            make the world if it does not exist (needs --modules)\n"
+        "  --modules A,B       the modules to run; stored in the world's file (default: the file's list)\n"
+        "  --ticks N           run N ticks as fast as possible, then save and exit (0: load and save only)\n"
+        "  --seconds S         run S seconds of simulated time as fast as possible, then save and exit\n"
+        "  --fast              never sleep between ticks\n"
+        "  --rate HZ           ticks per simulated second (default: the world's, 60)\n"
+        "  --substeps N        physics sub-steps per tick (default: the world's, 4)\n"
+        "  --summary           print a table of the entities by type at the end\n"
+        "  --picture PATH      write a top-down picture of the world (PNG) at the end\n"
+        "  --dump PATH         write every entity's pose at the end, before saving\n"
+        "  -h, --help          show this text\n"
+        "\n"
+        "Exit codes: 0 saved and done; 1 a tick or the save failed; 2 bad command line; 3 no such world;\n"
+        "4 a module failed to load; 5 a saved entity file is damaged (named; no file is changed).\n");
+}
+
+bool ParseNumber(const char* text, double& value) {
+    char* end = nullptr;
+    value = std::strtod(text, &end);
+    return end != text && *end == '\0';
+}
+
+// Fills `options`; returns -1 to go on, else the exit code.
+int ParseArguments(int argc, char** argv, Options& options) {
+    for (int i = 1; i < argc; ++i) {
+        const std::string arg = argv[i];
+        auto value = [&]() -> const char* {
+            if (i + 1 >= argc) {
+                std::fprintf(stderr, "orkalin-server: %s needs a value (see --help)\n", arg.c_str());
+                return nullptr;
+            }
+            return argv[++i];
+        };
+        auto number = [&](double& out, double min) {
+            const char* text = value();
+            if (!text)
+                return false;
+            if (!ParseNumber(text, out) || out < min) {
+                std::fprintf(stderr, "orkalin-server: %s wants a number of at least %g, not '%s'\n", arg.c_str(), min,
+                             text);
+                return false;
+            }
+            return true;
+        };
+        double n = 0.0;
+        if (arg == "-h" || arg == "--help") {
+            PrintHelp();
+            return kExitOk;
+        } else if (arg == "--create") {
+            options.create = true;
+        } else if (arg == "--fast") {
+            options.fast = true;
+        } else if (arg == "--summary") {
+            options.summary = true;
+        } else if (arg == "--modules") {
+            const char* text = value();
+            if (!text)
+                return kExitUsage;
+            options.modules.clear();
+            std::string list = text;
+            for (size_t start = 0; start <= list.size();) {
+                const size_t comma = std::min(list.find(',', start), list.size());
+                if (comma > start)
+                    options.modules.push_back(list.substr(start, comma - start));
+                start = comma + 1;
+            }
+        } else if (arg == "--ticks") {
+            if (!number(n, 0))
+                return kExitUsage;
+            options.ticks = static_cast<long long>(n);
+        } else if (arg == "--seconds") {
+            if (!number(options.seconds, 0))
+                return kExitUsage;
+        } else if (arg == "--rate") {
+            if (!number(options.rate, 1))
+                return kExitUsage;
+        } else if (arg == "--substeps") {
+            if (!number(n, 0))
+                return kExitUsage;
+            options.substeps = static_cast<int>(n);
+        } else if (arg == "--picture" || arg == "--dump") {
+            const char* text = value();
+            if (!text)
+                return kExitUsage;
+            (arg == "--picture" ? options.picture : options.dump) = text;
+        } else if (!arg.empty() && arg[0] == '-') {
+            std::fprintf(stderr, "orkalin-server: unknown option '%s' (see --help)\n", arg.c_str());
+            return kExitUsage;
+        } else if (options.world.empty()) {
+            options.world = arg;
+        } else {
+            std::fprintf(stderr, "orkalin-server: one world at a time ('%s' and '%s')\n", options.world.c_str(),
+                         arg.c_str());
+            return kExitUsage;
+        }
+    }
+    if (options.world.empty() || options.world.find('/') != std::string::npos || options.world[0] == '.') {
+        std::fprintf(stderr, "orkalin-server: name a world, a plain folder name (see --help)\n");
+        return kExitUsage;
+    }
+    return -1;
+}
+
+// Drops every entity without touching a file: for the ways out that must leave the world as it was on disk.
+void DropEntitiesKeepingFiles() {
+    std::unique_lock lock(ServerSideEntity::_sharedObjectsMutex);
+    for (auto& [id, entity] : ServerSideEntity::_sharedObjects)
+        if (entity)
+            entity->deleteFilesOnDestroy = 0;
+    ServerSideEntity::_sharedObjects.clear();
+}
+
+// The module list in the order the server walks it.
+std::vector<SERVER_Mod::Ptr> SortedModules() {
+    SERVER_Mod::SortModules("server", [](SERVER_Mod::Ptr a, SERVER_Mod::Ptr b) {
+        auto rank = [](const SERVER_Mod::Ptr& m) {
+            return m->ModuleSort ? reinterpret_cast<game::modular::ModuleSortHook>(m->ModuleSort)() : 0;
+        };
+        const int ra = rank(a), rb = rank(b);
+        return ra != rb ? ra < rb : a->name < b->name;
+    });
+    std::vector<SERVER_Mod::Ptr> modules;
+    SERVER_Mod::ForEachSortedModule("server", [&modules](SERVER_Mod::Ptr& m) { modules.push_back(m); });
+    return modules;
+}
+
+// The id at the end of a persistence error's sentence, if there is one.
+std::string TrailingEntityId(const std::string& message) {
+    const size_t space = message.rfind(' ');
+    const std::string last = space == std::string::npos ? message : message.substr(space + 1);
+    return last.size() == 28 ? last : std::string();
+}
+
+void PrintProgress(const std::string& world, double time, double ticksPerSecond, double msPerTick) {
+    const server::Census census = server::TakeCensus();
+    std::printf("[%s] t=%.2f s | %.0f ticks/s | %.3f ms/tick | %zu entities: %zu moving, %zu resting\n", world.c_str(),
+                time, ticksPerSecond, msPerTick, census.entities, census.moving, census.resting);
+    std::fflush(stdout);
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
-    for (int i = 1; i < argc; ++i) {
-        if (std::strcmp(argv[i], "--help") == 0 || std::strcmp(argv[i], "-h") == 0) {
-            PrintHelp();
-            return 0;
+    Options options;
+    if (const int code = ParseArguments(argc, argv, options); code >= 0)
+        return code;
+
+    // From here on a stop request is noted, never fatal: one that arrives while the world loads ends the run
+    // before its first tick, with the world saved.
+    struct sigaction action {};
+    action.sa_handler = OnStopSignal;
+    sigemptyset(&action.sa_mask);
+    sigaction(SIGINT, &action, nullptr);
+    sigaction(SIGTERM, &action, nullptr);
+
+    // ---- the world's file
+    const std::string folder = server::WorldFolder(options.world);
+    const std::string worldPath = folder + "world.conf";
+    server::WorldFile world;
+    bool exists = false;
+    try {
+        exists = world.Read(worldPath);
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "orkalin-server: %s\n", error.what());
+        return kExitNoWorld;
+    }
+    if (!exists) {
+        if (!options.create) {
+            std::fprintf(stderr,
+                         "orkalin-server: no world '%s' (no %s from %s); --create --modules ... makes a new one\n",
+                         options.world.c_str(), worldPath.c_str(), std::filesystem::current_path().c_str());
+            return kExitNoWorld;
+        }
+        if (options.modules.empty()) {
+            std::fprintf(stderr, "orkalin-server: a new world needs --modules\n");
+            return kExitUsage;
         }
     }
-    std::fprintf(stderr, "orkalin-server: the server loop is not built yet; see --help\n");
-    return 2;
+    if (!options.modules.empty())
+        world.modules = options.modules;
+    if (world.modules.empty()) {
+        std::fprintf(stderr, "orkalin-server: world '%s' names no module (%s)\n", options.world.c_str(),
+                     worldPath.c_str());
+        return kExitNoWorld;
+    }
+    if (options.rate > 0)
+        world.tickRate = options.rate;
+    if (options.substeps >= 0)
+        world.substeps = options.substeps;
+
+    Game::_current_world = options.world;
+    Game::_is_server = true;
+
+    // ---- modules
+    std::string loadError;
+    SERVER_Mod::ModulesSetLoadErrorCallback([&loadError](const char* text) { loadError = text ? text : ""; });
+    for (const std::string& name : world.modules) {
+        if (!SERVER_Mod::LoadModule(name, true)) {
+            std::fprintf(stderr,
+                         "orkalin-server: module '%s' failed to load (looked for modules/%s/%s.SERVER_Mod.so): %s\n",
+                         name.c_str(), name.c_str(), name.c_str(), loadError.c_str());
+            SERVER_Mod::UnloadModules();
+            return kExitModule;
+        }
+    }
+    const std::vector<SERVER_Mod::Ptr> modules = SortedModules();
+    std::printf("orkalin-server: world '%s' (%s), modules:", options.world.c_str(), exists ? "saved" : "new");
+    for (const SERVER_Mod::Ptr& m : modules)
+        std::printf(" %s", m->name.c_str());
+    std::printf("\n");
+    std::fflush(stdout);
+
+    // ---- saved entities
+    try {
+        ServerSideEntity::LoadAllEntities();
+    } catch (const std::exception& error) {
+        const std::string id = TrailingEntityId(error.what());
+        if (!id.empty())
+            std::fprintf(stderr, "orkalin-server: damaged entity file %s/%s.entitystate: %s\n",
+                         ServerSideEntity::GetCheckpointDir().c_str(), id.c_str(), error.what());
+        else {
+            // A name that is no entity id: name the files the load refuses.
+            std::string names;
+            std::error_code ignored;
+            for (const auto& entry : std::filesystem::directory_iterator(ServerSideEntity::GetCheckpointDir(), ignored))
+                if (entry.path().extension() == ".entitystate" && entry.path().stem().string().size() != 28)
+                    names += " " + entry.path().filename().string();
+            std::fprintf(stderr, "orkalin-server: misnamed entity file in %s (%s):%s\n",
+                         ServerSideEntity::GetCheckpointDir().c_str(), error.what(), names.c_str());
+        }
+        std::fprintf(stderr, "orkalin-server: world '%s' not loaded; no file was changed\n", options.world.c_str());
+        DropEntitiesKeepingFiles();
+        SERVER_Mod::UnloadModules();
+        return kExitDamagedEntity;
+    }
+    try {
+        std::filesystem::create_directories(folder);
+        for (const SERVER_Mod::Ptr& m : modules)
+            if (m->Server_Load)
+                reinterpret_cast<game::modular::ServerLoadHook>(m->Server_Load)(folder.c_str());
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "orkalin-server: world '%s' failed to start: %s; the world is not saved\n",
+                     options.world.c_str(), error.what());
+        DropEntitiesKeepingFiles();
+        SERVER_Mod::UnloadModules();
+        return kExitRunFailed;
+    }
+
+    // ---- ticks
+    const double deltaTime = 1.0 / world.tickRate;
+    long long limit = options.ticks;
+    if (options.seconds >= 0)
+        limit = static_cast<long long>(std::llround(options.seconds * world.tickRate));
+    const bool fast = options.fast || limit >= 0;
+    Game::isActive = true;
+
+    long long ticksRun = 0;
+    double busySeconds = 0.0;
+    const Clock::time_point started = Clock::now();
+    Clock::time_point nextTick = started, lastReport = started;
+    long long reportTicks = 0;
+    double reportBusy = 0.0;
+    int exitCode = kExitOk;
+    try {
+        while (!g_stopRequested.load() && (limit < 0 || ticksRun < limit)) {
+            const Clock::time_point begin = Clock::now();
+            Game::serverFramerate.BeginWork();
+            Game::ServerUpdate(deltaTime, world.substeps);
+            Game::serverFramerate.Tick();
+            const Clock::time_point end = Clock::now();
+            const double busy = std::chrono::duration<double>(end - begin).count();
+            busySeconds += busy;
+            reportBusy += busy;
+            ++ticksRun;
+            ++reportTicks;
+            world.time += deltaTime;
+            ++world.ticks;
+            if (end - lastReport >= std::chrono::seconds(1)) {
+                const double span = std::chrono::duration<double>(end - lastReport).count();
+                PrintProgress(options.world, world.time, reportTicks / span, 1000.0 * reportBusy / reportTicks);
+                lastReport = end;
+                reportTicks = 0;
+                reportBusy = 0.0;
+            }
+            if (!fast) {
+                nextTick += std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(deltaTime));
+                if (Clock::now() - nextTick > std::chrono::milliseconds(250))
+                    nextTick = Clock::now(); // far behind: don't try to catch up in a burst
+                std::this_thread::sleep_until(nextTick);
+            }
+        }
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "orkalin-server: tick %llu failed: %s; the world is not saved\n",
+                     static_cast<unsigned long long>(world.ticks + 1), error.what());
+        exitCode = kExitRunFailed;
+    }
+    Game::isActive = false;
+
+    if (exitCode != kExitOk) {
+        DropEntitiesKeepingFiles();
+        SERVER_Mod::UnloadModules();
+        return exitCode;
+    }
+
+    // ---- the end of the run
+    const double wall = std::chrono::duration<double>(Clock::now() - started).count();
+    const double msPerTick = ticksRun ? 1000.0 * busySeconds / static_cast<double>(ticksRun) : 0.0;
+    PrintProgress(options.world, world.time, wall > 0 ? static_cast<double>(ticksRun) / wall : 0.0, msPerTick);
+    if (g_stopRequested.load())
+        std::printf("orkalin-server: stop requested, saving\n");
+    if (options.summary) {
+        std::printf("\n%s", server::SummaryTable().c_str());
+        std::printf(
+            "\n%lld ticks (%.2f s simulated) in %.2f s of wall time, %.3f ms per tick; world clock at %.2f s\n\n",
+            ticksRun, static_cast<double>(ticksRun) * deltaTime, wall, msPerTick, world.time);
+    }
+    if (!options.dump.empty() && !server::DumpPoses(options.dump))
+        std::fprintf(stderr, "orkalin-server: could not write %s\n", options.dump.c_str());
+    if (!options.picture.empty()) {
+        char caption[160];
+        std::snprintf(caption, sizeof caption, "world %s at t=%.1f s", options.world.c_str(), world.time);
+        if (server::DrawWorldPicture(options.picture, caption))
+            std::printf("orkalin-server: picture of the world in %s\n",
+                        std::filesystem::absolute(options.picture).lexically_normal().c_str());
+        else
+            std::fprintf(stderr, "orkalin-server: could not draw the picture into %s\n", options.picture.c_str());
+    }
+
+    try {
+        for (const SERVER_Mod::Ptr& m : modules)
+            if (m->Server_Serialize)
+                reinterpret_cast<game::modular::ServerSerializeHook>(m->Server_Serialize)(folder.c_str());
+        const size_t saved = server::TakeCensus().entities;
+        ServerSideEntity::UnloadAllEntities();
+        world.Write(worldPath);
+        std::printf("orkalin-server: world '%s' saved (%zu entities) in %s\n", options.world.c_str(), saved,
+                    folder.c_str());
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "orkalin-server: saving world '%s' failed: %s\n", options.world.c_str(), error.what());
+        DropEntitiesKeepingFiles();
+        exitCode = kExitRunFailed;
+    }
+    std::fflush(stdout);
+    SERVER_Mod::UnloadModules();
+    return exitCode;
 }

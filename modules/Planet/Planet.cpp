@@ -1,0 +1,124 @@
+// The demo world's SERVER_Mod module: a small planet (terrain, ocean band, atmosphere), five entity types
+// and the voxel materials of its ground. A new world gets a starting scene; the module keeps its own state
+// (the planet's seed and how long the world has run) in "planet.state" beside the world's entities.
+
+#include "PlanetEnvironment.hpp"
+#include "Vehicles.hpp"
+
+#include "game/Game.hpp"
+#include "game/VoxelType.hpp"
+#include "game/modular/ServerHooks.hpp"
+#include "vesmo/filesystem/AtomicFile.hpp"
+
+#include <glm/gtc/quaternion.hpp>
+
+#include <cstdio>
+#include <fstream>
+#include <string>
+
+#define PLANET_EXPORT extern "C" __attribute__((visibility("default")))
+
+namespace {
+
+const char* const kModuleFolder = "modules/Planet/";
+const char* const kStateFile = "planet.state";
+
+planet::PlanetEnvironment g_planet;
+double g_worldTime = 0.0; // simulated seconds this world has run, over all sessions
+
+// The ground's materials. The data word is the material's colour (0xAABBGGRR, as a VesmoScreen pixel), for
+// whoever draws the ground; the library stores it without reading it.
+struct Material {
+    const char* name;
+    uint32_t color;
+};
+constexpr Material kMaterials[] = {
+    {"rock", 0xFF6E7378}, {"sand", 0xFF8CC8DC}, {"grass", 0xFF4A9A5A}, {"snow", 0xFFF0F0F0}, {"water", 0xFFB46E28},
+};
+
+// No textures: the server has no renderer, and a type without textures may be declared before one exists.
+void RegisterVoxelTypes() {
+    for (const Material& material : kMaterials)
+        game::VoxelType(planet::kModuleName, material.name, material.color, {});
+}
+
+double Ground(double x, double y) { return g_planet.GroundHeight({x, y, 0.0}); }
+
+glm::dquat Yaw(double degrees) { return glm::angleAxis(glm::radians(degrees), glm::dvec3(0, 0, 1)); }
+
+void BuildStartingScene() {
+    using planet::Spawn;
+    // A yard of crates dropped from 3 m, each turned a little.
+    for (int i = 0; i < 4; ++i)
+        for (int j = 0; j < 4; ++j) {
+            const double x = -24.0 + 4.0 * i, y = -6.0 + 4.0 * j;
+            const glm::dquat turn =
+                Yaw(17.0 * (i * 4 + j)) * glm::angleAxis(glm::radians(8.0 * ((i + j) % 3)), glm::dvec3(1, 0, 0));
+            Spawn("crate", {x, y, Ground(x, y) + 3.0}, turn);
+        }
+    // A stack of three.
+    for (int k = 0; k < 3; ++k)
+        Spawn("crate", {0.0, 18.0, Ground(0.0, 18.0) + 0.55 + 1.05 * k});
+    // Crates thrown into the ocean band: wood floats.
+    for (int k = 0; k < 5; ++k) {
+        const double x = 88.0 + 6.0 * k, y = -12.0 + 5.0 * k;
+        Spawn("crate", {x, y, std::max(Ground(x, y), 0.0) + 4.0}, Yaw(30.0 * k));
+    }
+    // The rovers turn left on circles of about 25 m, placed clear of the yard, the stack and the tank.
+    Spawn("rover", {30.0, -45.0, Ground(30.0, -45.0) + 1.0}, Yaw(0.0));
+    Spawn("rover", {-40.0, 45.0, Ground(-40.0, 45.0) + 1.0}, Yaw(180.0));
+    const glm::dquat noseUp = glm::angleAxis(glm::radians(-4.0), glm::dvec3(0, 1, 0));
+    Spawn("glider", {-70.0, 10.0, Ground(-70.0, 10.0) + 40.0}, noseUp, {15.0, 0.0, 0.0});
+    Spawn("tank", {-5.0, -30.0, Ground(-5.0, -30.0) + 1.3});
+}
+
+} // namespace
+
+PLANET_EXPORT void ModuleLoad() {
+    planet::RegisterEntityTypes(kModuleFolder);
+    Game::_environmentFunctions[planet::kPlanetEnvironment] = g_planet.Function();
+    RegisterVoxelTypes();
+}
+
+PLANET_EXPORT void ModuleUnload() {
+    planet::UnregisterEntityTypes();
+    Game::_environmentFunctions.erase(planet::kPlanetEnvironment);
+}
+
+PLANET_EXPORT int ModuleSort() { return 0; }
+
+PLANET_EXPORT void Server_Load(const char* worldFolder) {
+    std::ifstream state(std::string(worldFolder) + kStateFile);
+    if (state) {
+        std::string key;
+        while (state >> key) {
+            if (key == "seed")
+                state >> g_planet.seed;
+            else if (key == "time")
+                state >> g_worldTime;
+        }
+        Game::_environmentFunctions[planet::kPlanetEnvironment] = g_planet.Function();
+        std::printf("Planet: world continues at %.2f s (seed %u)\n", g_worldTime, g_planet.seed);
+    } else {
+        g_worldTime = 0.0;
+        Game::_environmentFunctions[planet::kPlanetEnvironment] = g_planet.Function();
+        BuildStartingScene();
+        std::printf("Planet: new world, starting scene built (seed %u)\n", g_planet.seed);
+    }
+    std::fflush(stdout);
+}
+
+PLANET_EXPORT void Server_Serialize(const char* worldFolder) {
+    char text[128];
+    std::snprintf(text, sizeof text, "seed %u\ntime %.17g\n", g_planet.seed, g_worldTime);
+    vesmo::filesystem::WriteFileAtomic(std::string(worldFolder) + kStateFile, std::string(text));
+    std::printf("Planet: %.2f s simulated in this world\n%s", g_worldTime, planet::DescribeVehicles().c_str());
+    std::fflush(stdout);
+}
+
+PLANET_EXPORT void Server_BeforeUpdate(double deltaTime) { g_worldTime += deltaTime; }
+
+// The module's hooks keep the signatures the server calls them with.
+static_assert(std::is_same_v<decltype(&Server_Load), game::modular::ServerLoadHook>);
+static_assert(std::is_same_v<decltype(&Server_Serialize), game::modular::ServerSerializeHook>);
+static_assert(std::is_same_v<decltype(&ModuleSort), game::modular::ModuleSortHook>);

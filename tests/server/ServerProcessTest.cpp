@@ -1,0 +1,193 @@
+// The dedicated server as a user runs it: the real orkalin-server binary in a temporary working directory
+// whose modules/ is the build's sample modules, with worlds under ../Orkalin-data beside it.
+
+#include "TestSupport.hpp"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <fcntl.h>
+#include <filesystem>
+#include <map>
+#include <string>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+namespace fs = std::filesystem;
+using testing_support::ReadText;
+using testing_support::TempDir;
+using testing_support::WriteText;
+
+struct Outcome {
+    int exitCode = -1;
+    std::string out;
+    std::string err;
+};
+
+class Server : public ::testing::Test {
+protected:
+    void SetUp() override {
+        fs::create_directories(GameDir());
+        fs::create_symlink(ORKALIN_SAMPLE_MODULE_DIR, GameDir() / "modules");
+    }
+
+    fs::path GameDir() const { return temp.Path() / "game"; }
+    fs::path WorldDir(const std::string& world) const {
+        return temp.Path() / "Orkalin-data" / "server" / "worlds" / world;
+    }
+    fs::path EntityDir(const std::string& world) const { return WorldDir(world) / "entities"; }
+
+    // Starts the server in GameDir() with its output going to files; returns its process id.
+    pid_t Start(const std::vector<std::string>& args) {
+        const std::string out = (temp.Path() / "stdout.txt").string(), err = (temp.Path() / "stderr.txt").string();
+        const pid_t pid = fork();
+        if (pid == 0) {
+            if (chdir(GameDir().c_str()) != 0)
+                _exit(127);
+            const int o = open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+            const int e = open(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+            dup2(o, 1);
+            dup2(e, 2);
+            std::vector<char*> argv{const_cast<char*>(ORKALIN_SERVER_BIN)};
+            for (const std::string& a : args)
+                argv.push_back(const_cast<char*>(a.c_str()));
+            argv.push_back(nullptr);
+            execv(ORKALIN_SERVER_BIN, argv.data());
+            _exit(127);
+        }
+        return pid;
+    }
+    Outcome Finish(pid_t pid) {
+        int status = 0;
+        waitpid(pid, &status, 0);
+        Outcome run;
+        run.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+        run.out = ReadText((temp.Path() / "stdout.txt").string());
+        run.err = ReadText((temp.Path() / "stderr.txt").string());
+        return run;
+    }
+    Outcome RunServer(const std::vector<std::string>& args) { return Finish(Start(args)); }
+
+    // Every file under the world's folder with its bytes.
+    std::map<std::string, std::string> Snapshot(const std::string& world) const {
+        std::map<std::string, std::string> files;
+        for (const auto& entry : fs::recursive_directory_iterator(WorldDir(world)))
+            if (entry.is_regular_file())
+                files[entry.path().string()] = ReadText(entry.path().string());
+        return files;
+    }
+    size_t EntityFiles(const std::string& world) const {
+        size_t n = 0;
+        for (const auto& entry : fs::directory_iterator(EntityDir(world)))
+            n += entry.path().extension() == ".entitystate";
+        return n;
+    }
+    std::string Dump(const std::string& name) const { return (temp.Path() / name).string(); }
+
+    TempDir temp;
+};
+
+TEST_F(Server, ASavedWorldContinuesInANewProcessWhereItStopped) {
+    const Outcome first =
+        RunServer({"--create", "--modules", "Planet", "w", "--ticks", "120", "--dump", Dump("a.txt")});
+    ASSERT_EQ(first.exitCode, 0) << first.err;
+    EXPECT_NE(first.out.find("new world"), std::string::npos) << first.out;
+    // Every vehicle of the starting scene is saved (the rover's wheels are components and are not).
+    const std::string poses = ReadText(Dump("a.txt"));
+    const size_t vehicles = static_cast<size_t>(std::count(poses.begin(), poses.end(), '\n'));
+    EXPECT_GT(vehicles, 20u);
+    EXPECT_EQ(EntityFiles("w"), vehicles);
+    EXPECT_NE(ReadText((WorldDir("w") / "world.conf").string()).find("ticks 120"), std::string::npos);
+
+    // Loaded by another process and saved again without a tick: the same poses, bit for bit.
+    const Outcome second = RunServer({"w", "--ticks", "0", "--dump", Dump("b.txt")});
+    ASSERT_EQ(second.exitCode, 0) << second.err;
+    EXPECT_NE(second.out.find("world continues at 2.00 s"), std::string::npos) << second.out;
+    EXPECT_TRUE(ReadText(Dump("b.txt")) == poses) << "poses after the reload differ from the saved ones:\n"
+                                                  << ReadText(Dump("b.txt"));
+
+    // And it runs on from there: the clock continues, the rovers keep driving, nothing is lost.
+    const Outcome third = RunServer({"w", "--ticks", "60", "--dump", Dump("c.txt")});
+    ASSERT_EQ(third.exitCode, 0) << third.err;
+    EXPECT_NE(ReadText((WorldDir("w") / "world.conf").string()).find("ticks 180"), std::string::npos);
+    const std::string later = ReadText(Dump("c.txt"));
+    EXPECT_EQ(std::count(later.begin(), later.end(), '\n'), static_cast<long>(vehicles));
+    EXPECT_TRUE(later != poses) << "nothing moved in the session after the reload";
+    EXPECT_EQ(EntityFiles("w"), vehicles);
+}
+
+TEST_F(Server, SigtermDuringARunFinishesTheTickSavesAndExitsZero) {
+    const pid_t pid = Start({"--create", "--modules", "Planet", "live"});
+    // Wait for the first progress line: the world is loaded and ticking at its fixed rate.
+    const std::string out = (temp.Path() / "stdout.txt").string();
+    for (int i = 0; i < 200 && ReadText(out).find("ticks/s") == std::string::npos; ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    if (ReadText(out).find("ticks/s") == std::string::npos) {
+        kill(pid, SIGKILL); // never leave a server running behind a failed test
+        Finish(pid);
+        FAIL() << "no progress line within 10 s";
+    }
+    kill(pid, SIGTERM);
+    const Outcome run = Finish(pid);
+    EXPECT_EQ(run.exitCode, 0) << run.err;
+    EXPECT_NE(run.out.find("saved"), std::string::npos) << run.out;
+    EXPECT_GT(EntityFiles("live"), 20u);
+    EXPECT_TRUE(fs::exists(WorldDir("live") / "planet.state"));
+    // About a second at 60 Hz: the fixed rate held, not a burst of thousands of ticks.
+    const std::string world = ReadText((WorldDir("live") / "world.conf").string());
+    const size_t at = world.find("ticks ");
+    ASSERT_NE(at, std::string::npos);
+    const long ticks = std::stol(world.substr(at + 6));
+    EXPECT_GE(ticks, 30);
+    EXPECT_LT(ticks, 60 * 15);
+}
+
+TEST_F(Server, ADamagedEntityFileStopsTheLoadNamesTheEntityAndChangesNoFile) {
+    ASSERT_EQ(RunServer({"--create", "--modules", "Planet", "w", "--ticks", "10"}).exitCode, 0);
+    fs::path victim;
+    for (const auto& entry : fs::directory_iterator(EntityDir("w")))
+        victim = entry.path();
+    std::string bytes = ReadText(victim.string());
+    bytes.replace(0, 8, "NOTSAVED");
+    WriteText(victim.string(), bytes);
+    const auto before = Snapshot("w");
+
+    const Outcome run = RunServer({"w", "--ticks", "10"});
+    EXPECT_EQ(run.exitCode, 5);
+    EXPECT_NE(run.err.find(victim.stem().string()), std::string::npos) << run.err;
+    EXPECT_NE(run.err.find("Invalid save state magic string"), std::string::npos) << run.err;
+    EXPECT_EQ(Snapshot("w"), before);
+}
+
+TEST_F(Server, MissingWorldsUnknownModulesAndBadArgumentsHaveTheirOwnExitCodes) {
+    Outcome run = RunServer({"nowhere"});
+    EXPECT_EQ(run.exitCode, 3);
+    EXPECT_NE(run.err.find("no world 'nowhere'"), std::string::npos) << run.err;
+    EXPECT_FALSE(fs::exists(WorldDir("nowhere")));
+
+    run = RunServer({"--create", "--modules", "Planet,Nonexistent", "w"});
+    EXPECT_EQ(run.exitCode, 4);
+    EXPECT_NE(run.err.find("module 'Nonexistent' failed to load"), std::string::npos) << run.err;
+    EXPECT_FALSE(fs::exists(WorldDir("w") / "world.conf"));
+
+    run = RunServer({"w", "--ticks", "many"});
+    EXPECT_EQ(run.exitCode, 2);
+    run = RunServer({"--help"});
+    EXPECT_EQ(run.exitCode, 0);
+    EXPECT_NE(run.out.find("build/game/"), std::string::npos);
+}
+
+TEST_F(Server, TheTemplateModuleRunsBesideThePlanet) {
+    const Outcome run = RunServer({"--create", "--modules", "Template,Planet", "t", "--ticks", "5", "--summary"});
+    ASSERT_EQ(run.exitCode, 0) << run.err;
+    EXPECT_NE(run.out.find("Template: loaded"), std::string::npos) << run.out;
+    EXPECT_NE(run.out.find("| crate"), std::string::npos) << run.out;
+}
+
+} // namespace
