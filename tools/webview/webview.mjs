@@ -165,6 +165,21 @@ class View {
         this.capture();
     }
 
+    // The compositor's screencast can stay quiet about a page that is not in front, most often on a busy
+    // machine; after input the view therefore also takes pictures of its own, a little later.
+    // Mouse moves alone don't do this: they come many times a second and rarely change the picture.
+    settleAfterInput() {
+        for (const timer of this.settleTimers ?? [])
+            clearTimeout(timer);
+        this.settleTimers = [60, 250, 800].map((delay) =>
+            setTimeout(() => {
+                if (!this.closed) {
+                    this.forceShot = true;
+                    this.capture();
+                }
+            }, delay));
+    }
+
     async capture() {
         if (this.capturing) {
             this.dirty = true;
@@ -191,8 +206,10 @@ class View {
 
     async grab() {
         const size = this.castImage && pngSize(this.castImage);
+        const force = this.forceShot;
+        this.forceShot = false;
         let image;
-        if (size && size[0] === this.width && size[1] === this.height)
+        if (!force && size && size[0] === this.width && size[1] === this.height)
             image = this.castImage;
         else
             image = await this.page.screenshot({ type: 'png', scale: 'device', caret: 'initial', animations: 'allow' });
@@ -209,6 +226,8 @@ class View {
 
     async input(event) {
         trace(`view ${this.id}: input ${JSON.stringify(event)}`);
+        if (event.type !== 'mouseMove')
+            this.settleAfterInput();
         const mouse = (type, button, x, y) =>
             this.cdp.send('Input.dispatchMouseEvent', {
                 type, x, y, button, buttons: this.buttons, clickCount: event.clickCount ?? 0,
