@@ -111,6 +111,9 @@ public:
     // 45 degrees of the latest, the support normal the normalised sum of those earlier normals, and the
     // projected centre of mass inside the x-y box of the projected points.
     bool GetStaticContact(glm::dvec3& normal);
+    // One more step towards rest when the contacts support the body and it moves slower, along the support
+    // and in rotation, than the smallest friction met this step.
+    void CountRestIfSupported(double minFriction);
 
     // Once a frame, before the sub-steps: the faces that meet the flow, found by rays through the body.
     void ComputeAerodynamicSurfaces(game::EnvironmentFunction& environment);

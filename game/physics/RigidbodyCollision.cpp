@@ -190,12 +190,7 @@ template <class EntityT> void DynamicRigidbody<EntityT>::CollisionDetection(doub
         }
     }
 
-    glm::dvec3 normal;
-    if (GetStaticContact(normal)) {
-        const glm::dvec3 tangent = linearVelocity - normal * glm::dot(linearVelocity, normal);
-        if (minFriction > glm::length(tangent) && minFriction > glm::length(angularVelocity))
-            restCounter += 1.0;
-    }
+    CountRestIfSupported(minFriction);
 }
 
 template <class EntityT>
@@ -282,6 +277,15 @@ void DynamicRigidbody<EntityT>::AddStaticContactPoint(const glm::dvec3& normal, 
     staticRelativeContactPoints.push_back(p);
 }
 
+template <class EntityT> void DynamicRigidbody<EntityT>::CountRestIfSupported(double minFriction) {
+    glm::dvec3 normal;
+    if (GetStaticContact(normal)) {
+        const glm::dvec3 tangent = linearVelocity - normal * glm::dot(linearVelocity, normal);
+        if (minFriction > glm::length(tangent) && minFriction > glm::length(angularVelocity))
+            restCounter += 1.0;
+    }
+}
+
 template <class EntityT> bool DynamicRigidbody<EntityT>::GetStaticContact(glm::dvec3& normal) {
     vesmo::cpu::Profiler scope("GetStaticContact");
     GAME_ASSERT(staticContactNormals.size() == staticRelativeContactPoints.size());
@@ -347,5 +351,6 @@ template void DynamicRigidbody<game::entity::ServerSideEntity>::RespondToCollisi
                                                                                    const Collision&, double, double);
 template void DynamicRigidbody<game::entity::ServerSideEntity>::AddStaticContactPoint(const glm::dvec3&, glm::dvec3);
 template bool DynamicRigidbody<game::entity::ServerSideEntity>::GetStaticContact(glm::dvec3&);
+template void DynamicRigidbody<game::entity::ServerSideEntity>::CountRestIfSupported(double);
 
 } // namespace game::physics

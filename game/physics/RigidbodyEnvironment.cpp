@@ -389,12 +389,7 @@ void DynamicRigidbody<EntityT>::InteractWithEnvironment(game::EnvironmentFunctio
         }
     }
 
-    glm::dvec3 normal;
-    if (GetStaticContact(normal)) {
-        const glm::dvec3 tangent = linearVelocity - normal * glm::dot(linearVelocity, normal);
-        if (minFriction > glm::length(tangent) && minFriction > glm::length(angularVelocity))
-            restCounter += 1.0;
-    }
+    CountRestIfSupported(minFriction);
 }
 
 template <class EntityT>
