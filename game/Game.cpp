@@ -4,6 +4,7 @@
 #include "game/audio/EnvironmentAudio.hpp"
 #include "game/entity/ServerTick.hpp"
 #include "game/graphics/GameRenderer.hpp"
+#include "game/input/Controller.hpp"
 #include "game/input/Joystick.hpp"
 #include "game/modular/Families.hpp"
 
@@ -212,7 +213,7 @@ void Game::ServerUpdate(double deltaTime, int physicsSteps) {
 }
 
 void Game::InputUpdate(double deltaTime) {
-    // game::input::Controller::InputUpdate(deltaTime) runs here first once the controller exists.
+    game::input::Controller::InputUpdate(deltaTime);
     GAME_Mod::ForEachModule([deltaTime](GAME_Mod::Ptr& module) {
         if (module->Input_Update)
             module->Input_Update(deltaTime);
@@ -220,7 +221,8 @@ void Game::InputUpdate(double deltaTime) {
 }
 
 void Game::InputUpdate_Play(double deltaTime) {
-    // The tool in hand gets its per-tick input first (activeTool, when set) once tools exist.
+    // The tool in hand gets its per-tick input first (activeTool, when set); that call arrives with the
+    // inventory's tools.
     GAME_Mod::ForEachModule([deltaTime](GAME_Mod::Ptr& module) {
         if (module->Input_Update_Play)
             module->Input_Update_Play(deltaTime);
@@ -368,10 +370,13 @@ float Game::GetUiScaling() {
 }
 
 bool Game::ShowHelpTooltip() {
+    using game::input::Controller;
     if (!settings->show_help_tooltips || ImGui::IsWindowFocused(ImGuiFocusedFlags_AnyWindow) || !_mouseLook)
         return false;
-    // The controller's avatar tools (primary, secondary, configure) also silence the tooltip once the
-    // controller exists.
+    // A tool in use has the player's attention.
+    if (Controller::GetAvatarToolPrimary() != 0 || Controller::GetAvatarToolSecondary() != 0 ||
+        Controller::GetAvatarToolConfigure())
+        return false;
     const ImGuiViewport* viewport = ImGui::GetMainViewport();
     ImGui::SetNextWindowPos(ImVec2(viewport->WorkSize.x, 0.0f), ImGuiCond_Always, ImVec2(1.0f, 0.0f));
     ImGui::SetNextWindowBgAlpha(0.5f);

@@ -203,7 +203,21 @@ public:
     // Twice ImGui's FontGlobalScale, i.e. the ui_scaling setting once the style is set up; 1 without an
     // ImGui context.
     static float GetUiScaling();
+    // The "Help Tooltips" window at the top right, for modules to fill; false (and nothing drawn) while
+    // the tooltips are off, an ImGui window has focus, the cursor is free, or a tool is in use.
     static bool ShowHelpTooltip();
+
+    // ---- game controllers (_joysticks, walked in the order of the ids). A plain joystick is a connected
+    // device that isn't a gamepad and has at least 2 axes. Each returns an empty pointer if nothing fits.
+    static std::shared_ptr<game::input::Joystick> GetFirstJoystick();
+    static std::shared_ptr<game::input::Joystick> GetFirstGamepad();
+    // The index-th plain joystick, from 0.
+    static std::shared_ptr<game::input::Joystick> GetJoystick(int index);
+    // The index-th connected device (gamepads included) with this GUID, letter case aside; with an empty
+    // GUID, the index-th plain joystick.
+    static std::shared_ptr<game::input::Joystick> GetJoystick(const std::string& guid, int index);
+    // The index-th connected gamepad with this GUID; with an empty GUID, the index-th gamepad.
+    static std::shared_ptr<game::input::Joystick> GetGamepad(const std::string& guid, int index);
 
     // ---- channels and monitors
     static std::string GetIMC(const std::string& key, const std::string& defaultValue);

@@ -3,6 +3,7 @@
 #include "game/Assert.hpp"
 #include "game/Game.hpp"
 #include "game/entity/EntityConfig.hpp"
+#include "game/entity/PressurizedVolume.hpp"
 #include "vesmo/cpu/Profiler.hpp"
 
 #include <glm/gtc/quaternion.hpp>
@@ -302,10 +303,6 @@ void ServerSideEntity::AfterUpdate(double deltaTime) {
     }
 }
 
-void ServerSideEntity::PhysicsUpdate(double, int) {
-    // The rigid-body step is not part of this library yet: entities keep the pose their modules give them.
-}
-
 void ServerSideEntity::RefreshCache() {
     vesmo::cpu::Profiler scope("ServerSideEntity::RefreshCache");
     parentMoving = false;
@@ -598,6 +595,11 @@ void ServerSideEntity::UnloadAllEntities() {
     {
         std::unique_lock lock(_sharedObjectsMutex);
         _sharedObjects.clear();
+    }
+    // Taken after the entities' lock is released: the volumes' lock never nests inside it.
+    {
+        std::unique_lock lock(PressurizedVolume::_sharedObjectsMutex);
+        PressurizedVolume::_sharedObjects.clear();
     }
 }
 

@@ -1,5 +1,7 @@
 #include "game/modular/Module.hpp"
 
+#include "vesmo/cpu/Profiler.hpp"
+
 #include <filesystem>
 
 namespace game::modular {
@@ -31,8 +33,11 @@ void ModuleRecord::ResolveCommonAndLoad() {
 ModuleRecord::~ModuleRecord() {
     if (ModuleUnload)
         ModuleUnload();
-    if (handle)
+    if (handle) {
         dlclose(handle);
+        // The library's literals are gone; a later library may be mapped at their addresses.
+        vesmo::cpu::Profiler::ForgetNameAddresses();
+    }
 }
 
 } // namespace game::modular

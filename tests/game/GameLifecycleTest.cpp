@@ -10,7 +10,7 @@
 
 #include "vesmo/audio/Studio.hpp"
 #include "vesmo/cpu/Profiler.hpp"
-#include "vesmo/graphics/Window.hpp"
+#include "vesmo/graphics/HeadlessWindow.hpp"
 
 #include "HookLog.hpp"
 #include "TestSupport.hpp"
@@ -94,7 +94,7 @@ protected:
     }
 
     testing_support::TempDir folder;
-    vesmo::graphics::Window window;
+    vesmo::graphics::HeadlessWindow window;
     vesmo::audio::Studio studio;
     std::unique_ptr<game::graphics::GameRenderer> renderer;
     std::string startOutput;

@@ -4,16 +4,18 @@
 
 #include "game/Options.hpp"
 
-#include "vesmo/graphics/Window.hpp"
+#include "vesmo/graphics/HeadlessWindow.hpp"
 
 #include "TestSupport.hpp"
 
 #include <gtest/gtest.h>
 #include <imgui.h>
+#include <imgui_internal.h>
 
 #include <atomic>
 #include <thread>
 
+using vesmo::graphics::HeadlessWindow;
 using vesmo::graphics::Window;
 
 namespace {
@@ -30,7 +32,7 @@ protected:
         Game::_mouseLook = false;
         Game::_inputMode = Game::InputMode_Ui;
     }
-    Window window;
+    HeadlessWindow window;
 };
 
 } // namespace
@@ -191,5 +193,43 @@ TEST(GameUiStyle, ScalesStyleAndFontsBySetting) {
     EXPECT_FLOAT_EQ(style.Colors[ImGuiCol_TabActive].z, 0.5f);
     EXPECT_FLOAT_EQ(style.Colors[ImGuiCol_PlotLines].y, 0.3f);
     ImGui::DestroyContext();
+    Game::settings.reset();
+}
+
+TEST(GameUiStyle, HelpTooltipOnlyWhileLookingAroundWithTheSettingOn) {
+    testing_support::TempDir folder;
+    Game::settings = std::make_unique<game::GameSettings>(folder.File("settings.conf"), 0);
+    ImGui::CreateContext();
+    ImGuiIO& io = ImGui::GetIO();
+    io.DisplaySize = ImVec2(800, 600);
+    unsigned char* pixels = nullptr;
+    int width = 0, height = 0;
+    io.Fonts->GetTexDataAsRGBA32(&pixels, &width, &height);
+    ImGui::NewFrame();
+    ImGui::SetWindowFocus(nullptr); // as capturing the mouse does
+
+    Game::_mouseLook = false;
+    EXPECT_FALSE(Game::ShowHelpTooltip());
+    Game::_mouseLook = true;
+    Game::settings->show_help_tooltips = false;
+    EXPECT_FALSE(Game::ShowHelpTooltip());
+    Game::settings->show_help_tooltips = true;
+    ImGui::Begin("Panel"); // a focused panel silences the tooltip
+    ImGui::End();
+    EXPECT_FALSE(Game::ShowHelpTooltip());
+    ImGui::SetWindowFocus(nullptr);
+    EXPECT_TRUE(Game::ShowHelpTooltip());
+    // A new window learns its size in its first frame; the pivot places it from the second on.
+    ImGui::EndFrame();
+    ImGui::NewFrame();
+    EXPECT_TRUE(Game::ShowHelpTooltip());
+    ImGuiWindow* tooltip = ImGui::FindWindowByName("Help Tooltips");
+    ASSERT_NE(tooltip, nullptr);
+    EXPECT_FLOAT_EQ(tooltip->Pos.x + tooltip->Size.x, 800.0f); // pinned to the top right
+    EXPECT_FLOAT_EQ(tooltip->Pos.y, 0.0f);
+
+    ImGui::EndFrame();
+    ImGui::DestroyContext();
+    Game::_mouseLook = false;
     Game::settings.reset();
 }

@@ -1,5 +1,6 @@
 #pragma once
-// The engine's audio area. The classes of this area arrive with the work that needs them.
+// The engine's audio area: the Studio (Studio.hpp), its bank format (Bank.hpp) and its OpenAL device
+// (Device.hpp, used by the studio alone).
 
 namespace vesmo::audio {
 

@@ -1,16 +1,80 @@
 #include "vesmo/audio/Studio.hpp"
 
+#include "vesmo/audio/Device.hpp"
+
 #include <algorithm>
+#include <fstream>
+#include <iostream>
+#include <iterator>
+#include <stdexcept>
 
 namespace vesmo::audio {
 
-Studio::Studio() = default;
+namespace {
+
+void Report(const std::string& line) { std::cerr << "Studio: " << line << std::endl; }
+
+} // namespace
+
+Studio::Studio(Output output) {
+    if (output != Output::Device)
+        return;
+    std::string error;
+    _device = Device::Open(error);
+    if (!_device)
+        Report("no sound device (" + error + "); running silent");
+}
+
 Studio::~Studio() = default;
 
+void Studio::LoadSounds(const Bank& bank) {
+    for (const EventDescription& event : bank.events) {
+        if (event.sound.empty())
+            continue;
+        {
+            std::lock_guard guard(_mutex);
+            if (_device->HasSound(event.sound))
+                continue;
+        }
+        Device::Pcm pcm;
+        std::string error;
+        if (!Device::Decode(event.sound, pcm, error)) {
+            Report("cannot load sound \"" + event.sound + "\" of event \"" + event.path + "\": " + error);
+            continue;
+        }
+        std::lock_guard guard(_mutex);
+        _device->AddSound(event.sound, pcm);
+    }
+}
+
 bool Studio::LoadBank(const char* path) {
+    {
+        std::lock_guard guard(_mutex);
+        if (std::find(_banks.begin(), _banks.end(), path) != _banks.end())
+            return true;
+    }
+    // Read and parse outside the lock: a bank is a file, and the mixer's callers shouldn't wait on a disk.
+    std::ifstream in(path, std::ios::binary);
+    if (!in) {
+        Report(std::string("cannot load bank \"") + path + "\": no such file");
+        return false;
+    }
+    const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    Bank bank;
+    try {
+        bank = Bank::Parse(text, path);
+    } catch (const std::runtime_error& error) {
+        Report(std::string("cannot load bank \"") + path + "\": " + error.what());
+        return false;
+    }
+    if (_device)
+        LoadSounds(bank);
     std::lock_guard guard(_mutex);
-    if (std::find(_banks.begin(), _banks.end(), path) == _banks.end())
-        _banks.emplace_back(path);
+    if (std::find(_banks.begin(), _banks.end(), path) != _banks.end())
+        return true; // another thread got there first
+    _banks.emplace_back(path);
+    for (EventDescription& event : bank.events)
+        _descriptions.try_emplace(event.path, std::move(event));
     return true;
 }
 
@@ -19,11 +83,26 @@ std::vector<std::string> Studio::LoadedBanks() const {
     return _banks;
 }
 
-std::shared_ptr<Studio::EventState> Studio::EventInstance(const char* path) {
+std::optional<EventDescription> Studio::FindEvent(const char* path) const {
     std::lock_guard guard(_mutex);
+    auto found = _descriptions.find(path);
+    if (found == _descriptions.end())
+        return std::nullopt;
+    return found->second;
+}
+
+std::shared_ptr<Studio::EventState> Studio::EventInstance(const char* path) {
     auto state = std::make_shared<EventState>();
     state->path = path;
-    _events.push_back(state);
+    {
+        std::lock_guard guard(_mutex);
+        auto found = _descriptions.find(path);
+        if (found != _descriptions.end())
+            state->description = found->second;
+        _events.push_back(state);
+    }
+    if (!state->description)
+        Report(std::string("no loaded bank holds event \"") + path + "\"; it stays silent");
     return state;
 }
 
@@ -69,10 +148,57 @@ Studio::Listener Studio::GetListenerAttributes() const {
     return _listener;
 }
 
+float Studio::BusVolume(const std::string& bus) const {
+    // "bus:/a/b" plays through "bus:/", "bus:/a" and "bus:/a/b".
+    const std::string master = "bus:/";
+    auto volumeOf = [this](const std::string& name) {
+        auto found = _busVolumes.find(name);
+        return found != _busVolumes.end() ? found->second : 1.0f;
+    };
+    float volume = volumeOf(master);
+    if (bus == master)
+        return volume;
+    for (size_t from = master.size();;) {
+        const size_t slash = bus.find('/', from);
+        volume *= volumeOf(bus.substr(0, slash));
+        if (slash == std::string::npos)
+            return volume;
+        from = slash + 1;
+    }
+}
+
+float Studio::GainOf(const EventState& event) const {
+    if (!event.description)
+        return 0.0f;
+    float gain = event.volume * BusVolume(event.description->bus);
+    for (const GainCurve& curve : event.description->curves) {
+        float value = 0.0f;
+        if (auto own = event.parameters.find(curve.parameter); own != event.parameters.end())
+            value = own->second;
+        else if (auto global = _parameters.find(curve.parameter); global != _parameters.end())
+            value = global->second;
+        gain *= curve.At(value);
+    }
+    return gain;
+}
+
 void Studio::Update() {
     std::lock_guard guard(_mutex);
     ++_updates;
-    std::erase_if(_events, [](const std::shared_ptr<EventState>& event) { return event->released; });
+    std::erase_if(_events, [this](const std::shared_ptr<EventState>& event) {
+        if (event->released && _device)
+            _device->Release(event.get());
+        return event->released;
+    });
+    for (const auto& event : _events)
+        event->gain = GainOf(*event);
+    if (!_device)
+        return;
+    _device->SetListener(_listener.position, _listener.velocity, _listener.forward, _listener.up);
+    for (const auto& event : _events)
+        if (event->description)
+            _device->Sync(event.get(), event->description->sound, event->description->loop, event->playing,
+                          event->gain);
 }
 
 uint64_t Studio::UpdateCount() const {
@@ -119,9 +245,21 @@ float Studio::Event::GetVolume() const {
     return _state->volume;
 }
 
+float Studio::Event::GetGain() const {
+    std::lock_guard guard(_studio->_mutex);
+    return _state->gain;
+}
+
 bool Studio::Event::IsPlaying() const {
     std::lock_guard guard(_studio->_mutex);
     return _state->playing;
 }
+
+bool Studio::Event::IsSounding() const {
+    std::lock_guard guard(_studio->_mutex);
+    return _studio->_device && _studio->_device->IsSourcePlaying(_state.get());
+}
+
+bool Studio::Event::IsDescribed() const { return _state->description.has_value(); }
 
 } // namespace vesmo::audio

@@ -7,15 +7,21 @@
 //     }
 //
 // Every finished scope adds to the record of its name: count, total, last and maximum duration. Scopes
-// nest freely (each is timed on its own) and may run on any thread: records are shared by name across
-// threads and updated with atomics, so a scope takes no lock once its name has been seen on that thread.
+// nest freely (each is timed on its own) and may run on any thread: each thread keeps its own figures per
+// name, written without locks or locked instructions, and a reader sums them. A scope takes no lock once
+// its name has been seen on that thread.
 // A scope built with `enabled == false` reads no clock and touches no record.
 //
-// A name given as a `const char*` must stay valid for the life of the process (a literal); a
-// std::string name is copied once per thread when first seen.
+// A name given as a `const char*` must stay valid while its code is loaded (a literal); a std::string
+// name is copied once per thread when first seen. Whoever unloads code that may have named scopes
+// (the module host) calls ForgetNameAddresses() afterwards, so that a literal address reused by the next
+// library cannot land in the old name's record.
+//
+// Time is read from the processor's invariant time-stamp counter where there is one (a few nanoseconds,
+// against tens for the system clock in a virtual machine) and converted to wall time when read; other
+// machines use std::chrono::steady_clock.
 
 #include <atomic>
-#include <chrono>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -64,6 +70,8 @@ public:
     static std::string Table();
     // Zeroes every record; names stay known.
     static void Reset();
+    // Drops every thread's cached name addresses (see above). Cheap; takes effect at each thread's next scope.
+    static void ForgetNameAddresses();
 
 private:
     void Begin(const char* name);
@@ -71,7 +79,7 @@ private:
     void Finish();
 
     Record* _record = nullptr;
-    std::chrono::steady_clock::time_point _start;
+    uint64_t _start = 0; // clock ticks
 };
 
 } // namespace vesmo::cpu

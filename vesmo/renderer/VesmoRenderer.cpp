@@ -36,4 +36,38 @@ void VesmoRenderer::Frame() {
     EndFrame();
 }
 
+uint32_t VesmoRenderer::AddTexture(const std::string& path) {
+    // Decoded before the lock: a large file must not hold up other threads' additions.
+    return AddTexture(vesmo::graphics::Texture::Load(path), GetTextureSampler());
+}
+
+uint32_t VesmoRenderer::AddTexture(const vesmo::graphics::TextureRef& texture, VkSampler sampler) {
+    std::lock_guard lock(_texturesMutex);
+    _textures.push_back({texture, sampler ? sampler : GetTextureSampler()});
+    return static_cast<uint32_t>(_textures.size() - 1);
+}
+
+uint32_t VesmoRenderer::AddTextures(const std::vector<std::tuple<vesmo::graphics::TextureRef, VkSampler>>& group) {
+    std::lock_guard lock(_texturesMutex);
+    const auto first = static_cast<uint32_t>(_textures.size());
+    for (const auto& [texture, sampler] : group)
+        _textures.push_back({texture, sampler});
+    return first;
+}
+
+void VesmoRenderer::ClearTextures() {
+    std::lock_guard lock(_texturesMutex);
+    _textures.clear();
+}
+
+uint32_t VesmoRenderer::TextureCount() const {
+    std::lock_guard lock(_texturesMutex);
+    return static_cast<uint32_t>(_textures.size());
+}
+
+VesmoRenderer::TextureSlot VesmoRenderer::GetTexture(uint32_t index) const {
+    std::lock_guard lock(_texturesMutex);
+    return index < _textures.size() ? _textures[index] : TextureSlot{};
+}
+
 } // namespace vesmo::renderer
