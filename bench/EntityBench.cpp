@@ -10,6 +10,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <string>
@@ -108,17 +109,25 @@ BENCHMARK(BM_ServerUpdatePlain)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
 static void BM_UnloadLoadEntities(benchmark::State& state) {
     World world;
     world.Populate(kEntities, true);
+    double unloadSeconds = 0.0, loadSeconds = 0.0;
     for (auto _ : state) {
+        const auto start = std::chrono::steady_clock::now();
         ServerSideEntity::UnloadAllEntities();
+        const auto saved = std::chrono::steady_clock::now();
         ServerSideEntity::LoadAllEntities();
+        const auto loaded = std::chrono::steady_clock::now();
+        unloadSeconds += std::chrono::duration<double>(saved - start).count();
+        loadSeconds += std::chrono::duration<double>(loaded - saved).count();
     }
+    state.counters["write_s"] = unloadSeconds / static_cast<double>(state.iterations());
+    state.counters["read_s"] = loadSeconds / static_cast<double>(state.iterations());
     size_t bytes = 0;
     for (const auto& entry : fs::directory_iterator(ServerSideEntity::GetCheckpointDir()))
         bytes += entry.file_size();
     state.counters["files"] = static_cast<double>(kEntities);
     state.counters["bytes/file"] = static_cast<double>(bytes) / kEntities;
 }
-BENCHMARK(BM_UnloadLoadEntities)->Unit(benchmark::kMillisecond)->Iterations(5);
+BENCHMARK(BM_UnloadLoadEntities)->Unit(benchmark::kMillisecond)->Iterations(3);
 
 namespace {
 // The bytes of the state files of a saved world, to write and read again without entities.
@@ -147,21 +156,28 @@ static void BM_PlainFilesWriteRead(benchmark::State& state) {
     for (size_t i = 0; i < contents.size(); ++i)
         names.push_back((folder / ("f" + std::to_string(i))).string());
     std::string buffer;
+    double writeSeconds = 0.0, readSeconds = 0.0;
     for (auto _ : state) {
+        const auto start = std::chrono::steady_clock::now();
         for (size_t i = 0; i < contents.size(); ++i) {
             FILE* file = std::fopen(names[i].c_str(), "wb");
             std::fwrite(contents[i].data(), 1, contents[i].size(), file);
             std::fclose(file);
         }
+        const auto written = std::chrono::steady_clock::now();
+        writeSeconds += std::chrono::duration<double>(written - start).count();
         for (size_t i = 0; i < contents.size(); ++i) {
             FILE* file = std::fopen(names[i].c_str(), "rb");
             buffer.resize(contents[i].size());
             benchmark::DoNotOptimize(std::fread(buffer.data(), 1, buffer.size(), file));
             std::fclose(file);
         }
+        readSeconds += std::chrono::duration<double>(std::chrono::steady_clock::now() - written).count();
     }
+    state.counters["write_s"] = writeSeconds / static_cast<double>(state.iterations());
+    state.counters["read_s"] = readSeconds / static_cast<double>(state.iterations());
 }
-BENCHMARK(BM_PlainFilesWriteRead)->Unit(benchmark::kMillisecond)->Iterations(5);
+BENCHMARK(BM_PlainFilesWriteRead)->Unit(benchmark::kMillisecond)->Iterations(3);
 
 // The same bytes through one WriteBatch and read back: the durability part of a world save on its own.
 static void BM_BatchFilesWriteRead(benchmark::State& state) {
@@ -173,17 +189,24 @@ static void BM_BatchFilesWriteRead(benchmark::State& state) {
     for (size_t i = 0; i < contents.size(); ++i)
         names.push_back((folder / ("f" + std::to_string(i))).string());
     std::string buffer;
+    double writeSeconds = 0.0, readSeconds = 0.0;
     for (auto _ : state) {
+        const auto start = std::chrono::steady_clock::now();
         vesmo::filesystem::WriteBatch batch;
         for (size_t i = 0; i < contents.size(); ++i)
             batch.Add(names[i], contents[i].data(), contents[i].size());
         batch.Commit();
+        const auto written = std::chrono::steady_clock::now();
+        writeSeconds += std::chrono::duration<double>(written - start).count();
         for (size_t i = 0; i < contents.size(); ++i) {
             FILE* file = std::fopen(names[i].c_str(), "rb");
             buffer.resize(contents[i].size());
             benchmark::DoNotOptimize(std::fread(buffer.data(), 1, buffer.size(), file));
             std::fclose(file);
         }
+        readSeconds += std::chrono::duration<double>(std::chrono::steady_clock::now() - written).count();
     }
+    state.counters["write_s"] = writeSeconds / static_cast<double>(state.iterations());
+    state.counters["read_s"] = readSeconds / static_cast<double>(state.iterations());
 }
-BENCHMARK(BM_BatchFilesWriteRead)->Unit(benchmark::kMillisecond)->Iterations(5);
+BENCHMARK(BM_BatchFilesWriteRead)->Unit(benchmark::kMillisecond)->Iterations(3);

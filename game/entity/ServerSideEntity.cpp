@@ -175,7 +175,16 @@ ServerSideEntity::Ptr ServerSideEntity::Interface::Create(Id id) {
 ServerSideEntity::ServerSideEntity(const ModuleID& module, const Type& entityType, Id entityId) {
     moduleId = module;
     type = entityType;
-    id = HasParentId(entityId) ? entityId : game::UniqueId::Generate("ENTT");
+    if (HasParentId(entityId)) {
+        id = entityId;
+    } else {
+        // A generated id is unique only with high probability: two made in the same microsecond share
+        // their time bits and may draw the same 14 random bits. One that is taken is drawn again, so that
+        // registering a new entity does not fail by chance.
+        do
+            id = game::UniqueId::Generate("ENTT");
+        while (Get(id));
+    }
     AttachType(true);
 }
 

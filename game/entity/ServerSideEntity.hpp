@@ -49,7 +49,8 @@ public:
 
     // The behaviour of one entity, written by a module. The program calls the hooks below; a hook marked
     // "default" that the module does not override costs no call and opens no profiler scope: the entity
-    // compares the object's virtual-table entry with the base class's before calling.
+    // compares the object's virtual-table entry with the base class's before calling (Overrides). Modules
+    // build against this header, so the hooks keep this declaration order but reserve no unused slots.
     class Interface {
     public:
         Interface() = default;
@@ -113,7 +114,8 @@ public:
     };
 
     // A new entity of a registered type (an unregistered one gets no interface, config or nodes). A null
-    // `id` is replaced by a fresh "ENTT" id. The module makes its interface ready itself.
+    // `id` is replaced by a fresh "ENTT" id that no registered entity has. The module makes its interface
+    // ready itself.
     ServerSideEntity(const ModuleID& moduleId, const Type& type, Id id = {});
     // A saved entity: reads its state file (throwing a sentence that names the id when it is damaged) and
     // leaves the interface's bytes in `out`. Without a factory for its type it stays without interface.
@@ -158,7 +160,8 @@ public:
     static std::string GetCheckpointDir();
     // Loads every saved entity of the current world; a damaged file ends the load with its sentence.
     static void LoadAllEntities();
-    // Saves what is marked (saveCounter), with one durable commit for the world, then drops every entity.
+    // Saves what is marked (saveCounter) and is no component, with one durable commit for the world, then
+    // drops every entity; one that nothing else holds is destroyed, an unsaved one with its files.
     static void UnloadAllEntities();
     // The physics of one server tick over the registry.
     static void PhysicsUpdate(double deltaTime, int substeps);
