@@ -40,17 +40,37 @@ bool Ignores(const Dynamic& body, const Id& other) {
 
 glm::dvec3 Transform(const glm::dmat4& m, const glm::dvec3& v) { return glm::dvec3(m * glm::dvec4(v, 1.0)); }
 
+// Group vectors keep their capacity from frame to frame on the physics thread: a yard of a thousand bodies
+// would otherwise grow a megabyte vector from nothing, page by page, every tick.
+template <class B> std::vector<std::vector<B>>& VectorPool() {
+    thread_local std::vector<std::vector<B>> pool;
+    return pool;
+}
+
+template <class B> std::vector<B>& GroupOf(Groups<B>& groups, const Id& parentId) {
+    auto [found, inserted] = groups.try_emplace(parentId);
+    if (inserted && !VectorPool<B>().empty()) {
+        found->second = std::move(VectorPool<B>().back());
+        VectorPool<B>().pop_back();
+    }
+    return found->second;
+}
+
 struct Frame {
     Frame() = default;
     Frame(const Frame&) = delete;
     Frame& operator=(const Frame&) = delete;
-    // The bodies go with the frame; their collider tables' storage stays with the thread for the next one.
+    // The bodies go with the frame; their collider tables' storage and the group vectors stay with the
+    // thread for the next one.
     ~Frame() {
         auto recycle = [](auto& byEnvironment) {
             for (auto& [environment, groups] : byEnvironment)
-                for (auto& [parentId, bodies] : groups)
+                for (auto& [parentId, bodies] : groups) {
                     for (auto& body : bodies)
                         physics::detail::ReturnColliderStorage(std::move(body.colliders));
+                    bodies.clear();
+                    VectorPool<typename std::decay_t<decltype(bodies)>::value_type>().push_back(std::move(bodies));
+                }
         };
         recycle(staticBodies);
         recycle(dynamicBodies);
@@ -157,13 +177,13 @@ void Frame::Prepare(double deltaTime) {
             if (e.environmentId != 0) {
                 const EnvironmentId environment = e.environmentId;
                 if (!e.isComponent && e.isDynamic && e.settleTime < 1.0) {
-                    std::vector<Dynamic>& group = dynamicBodies[environment][e.parentEntity];
+                    std::vector<Dynamic>& group = GroupOf(dynamicBodies[environment], e.parentEntity);
                     group.emplace_back(entity, deltaTime);
                     bodyIndex[environment][e.id] = {DynamicBody, group.size() - 1, e.parentEntity};
                 } else if (!e.isComponent) {
                     // A settled or immovable entity. settleTime is the sleep state: it never wakes by
                     // itself, only when a module sets it back or a checkpoint is loaded.
-                    std::vector<Body>& group = staticBodies[environment][e.parentEntity];
+                    std::vector<Body>& group = GroupOf(staticBodies[environment], e.parentEntity);
                     group.emplace_back(entity);
                     bodyIndex[environment][e.id] = {Static, group.size() - 1, e.parentEntity};
                     e.settleTime = std::clamp(e.settleTime + deltaTime, 0.0, 1.0);
@@ -173,7 +193,7 @@ void Frame::Prepare(double deltaTime) {
                 }
             } else if (e.orbitEnvironmentId != 0 && e.isDynamic && e.settleTime < 1.0 && !e.isComponent) {
                 const EnvironmentId environment = e.orbitEnvironmentId;
-                std::vector<Dynamic>& group = orbitingBodies[environment][e.parentEntity];
+                std::vector<Dynamic>& group = GroupOf(orbitingBodies[environment], e.parentEntity);
                 group.emplace_back(entity, deltaTime);
                 bodyIndex[environment][e.id] = {Orbiting, group.size() - 1, e.parentEntity};
             }
