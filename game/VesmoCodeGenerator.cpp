@@ -588,6 +588,7 @@ void Editor::Serialize(bool pushHistory) {
         generator.EmitSink(vesmo);
     }
 
+    const std::string graph = document.dump();
     if (pushHistory) {
         // New work after an undo drops the undone snapshots.
         if (historyPosition != 0) {
@@ -595,12 +596,11 @@ void Editor::Serialize(bool pushHistory) {
                                                                  std::min<uint64_t>(historyPosition, history.size())));
             historyPosition = 0;
         }
-        history.push_front(document);
+        history.push_front(std::move(document)); // dumped already: the snapshot takes the tree itself
         if (history.size() > historyLimit)
             history.pop_back();
     }
 
-    const std::string graph = document.dump();
     const std::vector<std::string>* sections[] = {&generator.includes, &generator.constNumbers, &generator.constTexts,
                                                   &generator.vars, &generator.functions};
     size_t length = graph.size() + 16;
