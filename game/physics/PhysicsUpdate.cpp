@@ -12,6 +12,8 @@
 #include <glm/gtc/matrix_transform.hpp>
 
 #include <algorithm>
+#include <cmath>
+#include <limits>
 #include <mutex>
 #include <shared_mutex>
 #include <tuple>
@@ -95,39 +97,70 @@ struct Frame {
         return body;
     }
 
-    // Centres and swept radii of the group being paired, side by side, so that the all-pairs loop reads
-    // contiguous memory. Reused from group to group.
-    std::vector<double> xs, ys, zs, rs;
+    // x of the centres and swept radii of the group being paired, side by side for the sweep.
+    std::vector<double> xs, rs, los;
+    // Broadphase scratch, kept with the frame.
+    std::vector<uint32_t> order, active, pairSecond;
+    std::vector<size_t> pairFirst, fill;
+    std::vector<std::pair<uint32_t, uint32_t>> pairs;
 
-    // The all-pairs sphere test of a group (a pair is kept on the lower index) and the parent lookup.
+    // The sphere test of every pair of a group that can touch (a pair is kept on the lower index) and the
+    // parent lookup.
     void PairGroup(EnvironmentId environment, const Id& parentId, std::vector<Dynamic>& bodies,
                    std::vector<Body>* statics) {
         const size_t n = bodies.size();
         xs.resize(n);
-        ys.resize(n);
-        zs.resize(n);
         rs.resize(n);
         for (size_t i = 0; i < n; ++i) {
             xs[i] = bodies[i].centerPosition.x;
-            ys[i] = bodies[i].centerPosition.y;
-            zs[i] = bodies[i].centerPosition.z;
             rs[i] = bodies[i].sweptRadius;
         }
+        // Which pairs can touch: a sweep along x over the bodies sorted by the low end of their reach, which
+        // never drops a pair whose spheres overlap (their x ranges overlap too). The pairs found are then
+        // ordered by the first body and, inside, by the second, so that each body meets its candidates in
+        // exactly the order of a plain loop over all pairs: the responses depend on that order.
+        order.resize(n);
+        los.resize(n);
+        for (size_t i = 0; i < n; ++i) {
+            order[i] = static_cast<uint32_t>(i);
+            // A body with a NaN in its reach sorts last (a NaN key would break the sort); it meets nothing in
+            // the exact test either.
+            const double lo = xs[i] - rs[i];
+            los[i] = std::isnan(lo) ? std::numeric_limits<double>::infinity() : lo;
+        }
+        std::sort(order.begin(), order.end(), [this](uint32_t a, uint32_t b) { return los[a] < los[b]; });
+        pairFirst.assign(n + 1, 0);
+        pairs.clear();
+        active.clear();
+        for (uint32_t k : order) {
+            const double lo = los[k];
+            size_t kept = 0;
+            for (uint32_t other : active) {
+                if (xs[other] + rs[other] < lo)
+                    continue; // ends before this one starts, and before every later one
+                active[kept++] = other;
+                pairs.push_back(other < k ? std::pair{other, k} : std::pair{k, other});
+            }
+            active.resize(kept);
+            active.push_back(k);
+        }
+        // Counting sort by the first body, then each (short) run by the second.
+        for (const auto& [first, second] : pairs)
+            ++pairFirst[first + 1];
+        for (size_t i = 0; i < n; ++i)
+            pairFirst[i + 1] += pairFirst[i];
+        pairSecond.resize(pairs.size());
+        fill.assign(pairFirst.begin(), pairFirst.end() - 1);
+        for (const auto& [first, second] : pairs)
+            pairSecond[fill[first]++] = second;
+
         for (size_t i = 0; i < n; ++i) {
             Dynamic& a = bodies[i];
-            // A cheap pass without square roots marks the pairs that may be in reach; the margin is far
-            // above the rounding of the squares, so a pair it drops is one that the exact test (the sum
-            // of the radii against the distance) would drop too. The exact test decides the rest.
-            const double x = xs[i], y = ys[i], z = zs[i], r = rs[i];
-            const double* __restrict px = xs.data();
-            const double* __restrict py = ys.data();
-            const double* __restrict pz = zs.data();
-            const double* __restrict pr = rs.data();
-            for (size_t j = i + 1; j < n; ++j) {
-                const double dx = px[j] - x, dy = py[j] - y, dz = pz[j] - z, reach = r + pr[j];
-                if (reach * reach < (dx * dx + dy * dy + dz * dz) * (1.0 - 1e-9)) [[likely]]
-                    continue;
-                Dynamic& b = bodies[j];
+            uint32_t* const begin = pairSecond.data() + pairFirst[i];
+            uint32_t* const end = pairSecond.data() + pairFirst[i + 1];
+            std::sort(begin, end);
+            for (const uint32_t* j = begin; j != end; ++j) {
+                Dynamic& b = bodies[*j];
                 if (a.sweptRadius + b.sweptRadius > glm::distance(a.centerPosition, b.centerPosition) &&
                     !Ignores(a, b.id) && !Ignores(b, a.id))
                     a.dynamicCandidates.push_back(&b);
