@@ -85,6 +85,32 @@ template <class T> glm::qua<T> EulerQuaternion(const glm::vec<3, T>& e) {
                        cx * cy * sz - sx * sy * cz);
 }
 
+// Walks a section's lines: pose keys go to `record`, every other key to `other(key, values)`.
+template <class Record, class Other>
+void ReadPoseLines(std::vector<vesmo::filesystem::ConfLineStream>& lines, Record& record, Other&& other) {
+    for (vesmo::filesystem::ConfLineStream& line : lines) {
+        std::string key;
+        line.key >> key;
+        if (!ReadPoseKey(key, line.values, record))
+            other(key, line.values);
+    }
+}
+
+// Restarts a fixed-size list from the values, to the end of the stream; entries past its capacity are
+// dropped. Returns false when some were.
+template <class Item, size_t N, class Read>
+bool ReadList(std::istream& values, std::array<Item, N>& items, uint16_t& count, Read read) {
+    count = 0;
+    bool fits = true;
+    for (Item item; read(values, item);) {
+        if (count < N)
+            items[count++] = item;
+        else
+            fits = false;
+    }
+    return fits;
+}
+
 } // namespace
 
 // Shared by the config reader (single precision) and the joint solver (double precision).
@@ -163,34 +189,29 @@ void EntityConfig::ReadSection(std::stringstream& header, std::vector<ConfLineSt
         return;
     }
 
+    auto ignore = [](const std::string&, std::stringstream&) {};
     if (keyword == "CAMERA") {
         EntityCamera& camera = cameras[name];
-        for (ConfLineStream& line : lines) {
-            std::string key;
-            line.key >> key;
-            if (!ReadPoseKey(key, line.values, camera) && key == "znear")
-                line.values >> camera.znear;
-        }
+        ReadPoseLines(lines, camera, [&](const std::string& key, std::stringstream& values) {
+            if (key == "znear")
+                values >> camera.znear;
+        });
         register_node(camera);
     } else if (keyword == "JOINT") {
         EntityJoint& joint = joints[name];
-        for (ConfLineStream& line : lines) {
-            std::string key;
-            line.key >> key;
-            if (ReadPoseKey(key, line.values, joint))
-                continue;
+        ReadPoseLines(lines, joint, [&](const std::string& key, std::stringstream& values) {
             for (int axis = 0; axis < 3; ++axis) {
                 static constexpr const char* kLinear[] = {"linear_x", "linear_y", "linear_z"};
                 static constexpr const char* kAngular[] = {"angular_x", "angular_y", "angular_z"};
                 if (key == kLinear[axis]) {
-                    line.values >> joint.linearA[axis] >> joint.linearB[axis] >> joint.linearC[axis];
+                    values >> joint.linearA[axis] >> joint.linearB[axis] >> joint.linearC[axis];
                     (axis == 0 ? joint.linear_x : axis == 1 ? joint.linear_y : joint.linear_z) = true;
                 } else if (key == kAngular[axis]) {
-                    line.values >> joint.angularA[axis] >> joint.angularB[axis] >> joint.angularC[axis];
+                    values >> joint.angularA[axis] >> joint.angularB[axis] >> joint.angularC[axis];
                     (axis == 0 ? joint.angular_x : axis == 1 ? joint.angular_y : joint.angular_z) = true;
                 }
             }
-        }
+        });
         register_node(joint);
         // An axis without a key does not move: its limits and rest are the pose as written (unconverted).
         const bool linearGiven[3] = {joint.linear_x, joint.linear_y, joint.linear_z};
@@ -203,29 +224,17 @@ void EntityConfig::ReadSection(std::stringstream& header, std::vector<ConfLineSt
         }
     } else if (keyword == "TARGET") {
         EntityTarget& target = targets[name];
-        for (ConfLineStream& line : lines) {
-            std::string key;
-            line.key >> key;
-            ReadPoseKey(key, line.values, target);
-        }
+        ReadPoseLines(lines, target, ignore);
         register_node(target);
     } else if (keyword == "RENDERABLE") {
         EntityRenderable& renderable = renderables[name];
-        for (ConfLineStream& line : lines) {
-            std::string key;
-            line.key >> key;
-            ReadPoseKey(key, line.values, renderable);
-        }
+        ReadPoseLines(lines, renderable, ignore);
         register_node(renderable);
     } else if (keyword == "COLLIDER") {
         EntityCollider& collider = colliders[name];
         bool boxMinGiven = false, boxMaxGiven = false;
-        for (ConfLineStream& line : lines) {
-            std::string key;
-            line.key >> key;
-            std::stringstream& values = line.values;
-            if (ReadPoseKey(key, values, collider))
-                continue;
+        const auto readVec3 = [](std::istream& values, glm::vec3& v) { return bool(values >> v.x >> v.y >> v.z); };
+        ReadPoseLines(lines, collider, [&](const std::string& key, std::stringstream& values) {
             if (key == "is_build_block") {
                 collider.is_build_block = ReadBool(values);
             } else if (key == "displacement_volume") {
@@ -237,68 +246,53 @@ void EntityConfig::ReadSection(std::stringstream& header, std::vector<ConfLineSt
                 ReadVec3(values, collider.box_max);
                 boxMaxGiven = true;
             } else if (key == "vertices") {
-                collider.vertexCount = 0;
-                bool overflow = false;
-                for (glm::vec3 v; values >> v.x >> v.y >> v.z;) {
-                    if (collider.vertexCount < collider.vertices.size())
-                        collider.vertices[collider.vertexCount++] = ToYUp(v);
-                    else
-                        overflow = true;
-                }
-                if (overflow)
+                const auto read = [&](std::istream& in, glm::vec3& v) {
+                    if (!readVec3(in, v))
+                        return false;
+                    v = ToYUp(v);
+                    return true;
+                };
+                if (!ReadList(values, collider.vertices, collider.vertexCount, read))
                     ReportOverflow(String(), keyword, name, "vertices", 8);
             } else if (key == "faces_normal") {
-                collider.normalCount = 0;
-                bool overflow = false;
                 const glm::quat zUpToYUp = EulerQuaternion<float>(glm::vec3(-1.5707964f, 0.0f, 0.0f));
-                for (glm::vec3 n; values >> n.x >> n.y >> n.z;) {
-                    if (collider.normalCount < collider.normals.size())
-                        collider.normals[collider.normalCount++] = glm::normalize(zUpToYUp * n);
-                    else
-                        overflow = true;
-                }
-                if (overflow)
+                const auto read = [&](std::istream& in, glm::vec3& n) {
+                    if (!readVec3(in, n))
+                        return false;
+                    n = glm::normalize(zUpToYUp * n);
+                    return true;
+                };
+                if (!ReadList(values, collider.normals, collider.normalCount, read))
                     ReportOverflow(String(), keyword, name, "face normals", 12);
             } else if (key == "triangles") {
-                collider.triangleCount = 0;
-                bool overflow = false;
-                for (std::array<uint16_t, 3> t; values >> t[0] >> t[1] >> t[2];) {
-                    if (collider.triangleCount < collider.triangles.size())
-                        collider.triangles[collider.triangleCount++] = t;
-                    else
-                        overflow = true;
-                }
-                if (overflow)
+                const auto read = [](std::istream& in, std::array<uint16_t, 3>& t) {
+                    return bool(in >> t[0] >> t[1] >> t[2]);
+                };
+                if (!ReadList(values, collider.triangles, collider.triangleCount, read))
                     ReportOverflow(String(), keyword, name, "triangles", 12);
             }
-        }
+        });
         ConvertBox(collider.box_min, collider.box_max, boxMinGiven, boxMaxGiven);
         register_node(collider);
     } else if (keyword == "ADAPTER") {
         EntityAdapter& adapter = adapters[name];
-        for (ConfLineStream& line : lines) {
-            std::string key;
-            line.key >> key;
-            if (!ReadPoseKey(key, line.values, adapter) && key == "type")
-                line.values >> adapter.type;
-        }
+        ReadPoseLines(lines, adapter, [&](const std::string& key, std::stringstream& values) {
+            if (key == "type")
+                values >> adapter.type;
+        });
         register_node(adapter);
     } else if (keyword == "LIGHT_BOX") {
         EntityLightBox& box = lightBoxes[name];
         bool boxMinGiven = false, boxMaxGiven = false;
-        for (ConfLineStream& line : lines) {
-            std::string key;
-            line.key >> key;
-            if (ReadPoseKey(key, line.values, box))
-                continue;
+        ReadPoseLines(lines, box, [&](const std::string& key, std::stringstream& values) {
             if (key == "box_min") {
-                ReadVec3(line.values, box.box_min);
+                ReadVec3(values, box.box_min);
                 boxMinGiven = true;
             } else if (key == "box_max") {
-                ReadVec3(line.values, box.box_max);
+                ReadVec3(values, box.box_max);
                 boxMaxGiven = true;
             }
-        }
+        });
         ConvertBox(box.box_min, box.box_max, boxMinGiven, boxMaxGiven);
         register_node(box);
     }
