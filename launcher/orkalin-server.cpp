@@ -12,6 +12,7 @@
 #include "game/entity/ServerSideEntity.hpp"
 #include "game/modular/Families.hpp"
 #include "game/modular/ServerHooks.hpp"
+#include "vesmo/cpu/Profiler.hpp"
 
 #include <algorithm>
 #include <atomic>
@@ -57,6 +58,7 @@ struct Options {
     int substeps = -1;     // -1: the world file's
     bool fast = false;
     bool summary = false;
+    bool profile = false;
     std::string picture;
     std::string dump;
 };
@@ -88,6 +90,8 @@ void PrintHelp() {
         "  --rate HZ           ticks per simulated second (default: the world's, 60)\n"
         "  --substeps N        physics sub-steps per tick (default: the world's, 4)\n"
         "  --summary           print a table of the entities by type at the end\n"
+        "  --profile           time every profiled scope of the run and print their table at the end\n"
+        "                      (count, total, average, last and longest, in milliseconds); costs some speed\n"
         "  --picture PATH      write a top-down picture of the world (PNG) at the end\n"
         "  --dump PATH         write every entity's pose at the end, before saving\n"
         "  -h, --help          show this text\n"
@@ -134,6 +138,8 @@ int ParseArguments(int argc, char** argv, Options& options) {
             options.fast = true;
         } else if (arg == "--summary") {
             options.summary = true;
+        } else if (arg == "--profile") {
+            options.profile = true;
         } else if (arg == "--modules") {
             const char* text = value();
             if (!text)
@@ -226,6 +232,8 @@ int main(int argc, char** argv) {
     Options options;
     if (const int code = ParseArguments(argc, argv, options); code >= 0)
         return code;
+    if (options.profile)
+        vesmo::cpu::Profiler::SetCapturing(true);
 
     // From here on a stop request is noted, never fatal: one that arrives while the world loads ends the run
     // before its first tick, with the world saved.
@@ -396,6 +404,8 @@ int main(int argc, char** argv) {
             "\n%lld ticks (%.2f s simulated) in %.2f s of wall time, %.3f ms per tick; world clock at %.2f s\n\n",
             ticksRun, static_cast<double>(ticksRun) * deltaTime, wall, msPerTick, world.time);
     }
+    if (options.profile)
+        std::printf("\nProfiled scopes of the run, in milliseconds:\n%s\n", vesmo::cpu::Profiler::Table().c_str());
     if (!options.dump.empty() && !server::DumpPoses(options.dump))
         std::fprintf(stderr, "orkalin-server: could not write %s\n", options.dump.c_str());
     if (!options.picture.empty()) {

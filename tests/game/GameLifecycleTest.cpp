@@ -194,6 +194,7 @@ TEST_F(GameLifecycle, UpdateSetsVolumeAndListenerFromTheRenderer) {
 }
 
 TEST_F(GameLifecycle, ServerUpdateWrapsEntitiesWithServerHooks) {
+    vesmo::cpu::Profiler::SetCapturing(true); // the scopes are part of what is checked
     for (bool timed : {false, true}) {
         Game::serverSideEntityPerformanceMetrics = timed;
         hooklog::Clear();
@@ -225,6 +226,7 @@ TEST_F(GameLifecycle, ServerUpdateWrapsEntitiesWithServerHooks) {
     EXPECT_EQ(count("ServerUpdate"), 3u);
     EXPECT_EQ(count("ForEachModule::Server_BeforeUpdate"), 6u);
     EXPECT_EQ(count("ForEachModule::Server_AfterUpdate"), 6u);
+    vesmo::cpu::Profiler::SetCapturing(false);
 }
 
 TEST_F(GameLifecycle, ClientAndInputHooksReachEveryModuleThatExportsThem) {

@@ -183,11 +183,19 @@ TEST_F(Server, MissingWorldsUnknownModulesAndBadArgumentsHaveTheirOwnExitCodes) 
     EXPECT_NE(run.out.find("build/game/"), std::string::npos);
 }
 
-TEST_F(Server, TheTemplateModuleRunsBesideThePlanet) {
-    const Outcome run = RunServer({"--create", "--modules", "Template,Planet", "t", "--ticks", "5", "--summary"});
+TEST_F(Server, TheTemplateModuleRunsBesideThePlanetAndTheRunCanBeProfiled) {
+    const Outcome run =
+        RunServer({"--create", "--modules", "Template,Planet", "t", "--ticks", "5", "--summary", "--profile"});
     ASSERT_EQ(run.exitCode, 0) << run.err;
     EXPECT_NE(run.out.find("Template: loaded"), std::string::npos) << run.out;
     EXPECT_NE(run.out.find("| crate"), std::string::npos) << run.out;
+    // The table names the scopes of the tick, five server updates among them.
+    const size_t table = run.out.find("Profiled scopes of the run");
+    ASSERT_NE(table, std::string::npos) << run.out;
+    const size_t line = run.out.find("\nServerUpdate ", table);
+    ASSERT_NE(line, std::string::npos) << run.out;
+    EXPECT_EQ(std::stoi(run.out.substr(run.out.find_first_not_of(' ', line + 13))), 5) << run.out;
+    EXPECT_NE(run.out.find("\nIntegrateMotion ", table), std::string::npos) << run.out;
 }
 
 } // namespace

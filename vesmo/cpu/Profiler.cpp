@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <mutex>
@@ -27,6 +28,15 @@ struct Profiler::Record {
     std::atomic<uint64_t> lastEnd{0}; // tick at which `lastTicks` ended, to find the latest across threads
     std::atomic<uint32_t> epoch{0};
 };
+
+namespace {
+bool CaptureFromEnvironment() {
+    const char* value = std::getenv("VESMO_PROFILE");
+    return value != nullptr && std::strcmp(value, "0") != 0;
+}
+} // namespace
+
+std::atomic<bool> Profiler::_capturing{CaptureFromEnvironment()};
 
 namespace {
 struct NameRecords {

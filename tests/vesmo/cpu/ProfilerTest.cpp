@@ -16,9 +16,16 @@ Profiler::Entry Find(const std::string& name) {
             return entry;
     return {};
 }
+
+// Every test here captures, as a process does with VESMO_PROFILE set or after SetCapturing(true).
+class Profiling : public ::testing::Test {
+protected:
+    void SetUp() override { Profiler::SetCapturing(true); }
+    void TearDown() override { Profiler::SetCapturing(false); }
+};
 } // namespace
 
-TEST(Profiler, AggregatesOneNameAcrossThreads) {
+TEST_F(Profiling, AggregatesOneNameAcrossThreads) {
     constexpr int kThreads = 4;
     constexpr int kScopes = 5000;
     std::vector<std::thread> threads;
@@ -42,7 +49,7 @@ TEST(Profiler, AggregatesOneNameAcrossThreads) {
     EXPECT_EQ(Find("ProfilerTest::dynamic").count, static_cast<uint64_t>(kThreads * kScopes / 2));
 }
 
-TEST(Profiler, NestedScopesAndStop) {
+TEST_F(Profiling, NestedScopesAndStop) {
     {
         Profiler outer("ProfilerTest::outer", true);
         {
@@ -61,12 +68,25 @@ TEST(Profiler, NestedScopesAndStop) {
     EXPECT_GE(outer.lastMs, inner.lastMs + 4.0); // the outer scope includes the inner one
 }
 
-TEST(Profiler, DisabledScopeRecordsNothing) {
+TEST_F(Profiling, DisabledScopeRecordsNothing) {
     { Profiler scope("ProfilerTest::disabled", false); }
     EXPECT_EQ(Find("ProfilerTest::disabled").name, ""); // never even registered
 }
 
-TEST(Profiler, TableAndReset) {
+TEST_F(Profiling, OnlyScopesBegunWhileCapturingAreCounted) {
+    Profiler::SetCapturing(false);
+    { Profiler scope("ProfilerTest::idle", true); }
+    EXPECT_EQ(Find("ProfilerTest::idle").name, ""); // not even registered
+    Profiler::SetCapturing(true);
+    {
+        Profiler scope("ProfilerTest::across", true);
+        Profiler::SetCapturing(false); // a scope already under way still finishes and counts
+    }
+    { Profiler scope("ProfilerTest::across", true); }
+    EXPECT_EQ(Find("ProfilerTest::across").count, 1u);
+}
+
+TEST_F(Profiling, TableAndReset) {
     { Profiler scope("ProfilerTest::table", true); }
     const std::string table = Profiler::Table();
     EXPECT_NE(table.find("ProfilerTest::table"), std::string::npos);
