@@ -4,13 +4,15 @@
 // sub-steps, one thread. Measured twice: while the boxes fall (a fresh yard every 30 ticks, all of them
 // still in the air) and once every box has settled (ours: static bodies; Bullet: sleeping islands).
 // Bullet gets the same boxes (mass, size, friction 0.5) on a static plane and four fixed steps of 1/240 s
-// per tick. Narrow phase: ConvexCollision against Bullet's box-box detector on the same pairs.
+// per tick. Our yard runs twice: as a server runs it, and while the profiler captures. Narrow phase: ConvexCollision
+// against Bullet's box-box detector on the same pairs.
 
 #include "AllocationCounter.hpp"
 
 #include "game/physics/Collision.hpp"
 #include "game/physics/Rigidbody.hpp"
 #include "game/physics/SampleEnvironment.hpp"
+#include "vesmo/cpu/Profiler.hpp"
 
 #include "game/physics/PhysicsTestSupport.hpp"
 
@@ -63,6 +65,13 @@ struct OurYard {
                 return false;
         return true;
     }
+};
+
+// The same yard while the profiler captures: every one of the ~39 scopes per body and tick reads the clock
+// twice.
+struct OurCapturedYard : OurYard {
+    explicit OurCapturedYard(int n) : OurYard(n) { vesmo::cpu::Profiler::SetCapturing(true); }
+    ~OurCapturedYard() { vesmo::cpu::Profiler::SetCapturing(false); }
 };
 
 struct BulletYard {
@@ -156,13 +165,17 @@ template <class Yard> void Settled(benchmark::State& state) {
 
 void BM_CrateYardFalling_Ours(benchmark::State& state) { Falling<OurYard>(state); }
 void BM_CrateYardFalling_Bullet(benchmark::State& state) { Falling<BulletYard>(state); }
+void BM_CrateYardFalling_OursCapturing(benchmark::State& state) { Falling<OurCapturedYard>(state); }
 void BM_CrateYardSettled_Ours(benchmark::State& state) { Settled<OurYard>(state); }
 void BM_CrateYardSettled_Bullet(benchmark::State& state) { Settled<BulletYard>(state); }
+void BM_CrateYardSettled_OursCapturing(benchmark::State& state) { Settled<OurCapturedYard>(state); }
 
 BENCHMARK(BM_CrateYardFalling_Ours)->Arg(100)->Arg(1000)->Arg(5000)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_CrateYardFalling_Bullet)->Arg(100)->Arg(1000)->Arg(5000)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_CrateYardSettled_Ours)->Arg(100)->Arg(1000)->Arg(5000)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_CrateYardSettled_Bullet)->Arg(100)->Arg(1000)->Arg(5000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_CrateYardFalling_OursCapturing)->Arg(100)->Arg(1000)->Arg(5000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_CrateYardSettled_OursCapturing)->Arg(100)->Arg(1000)->Arg(5000)->Unit(benchmark::kMillisecond);
 
 // The narrow-phase pairs: b is a unit box at the origin, a a unit box placed and turned as below.
 struct Pair {

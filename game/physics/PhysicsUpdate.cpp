@@ -97,8 +97,12 @@ struct Frame {
         return body;
     }
 
-    // x of the centres and swept radii of the group being paired, side by side for the sweep.
-    std::vector<double> xs, rs, los;
+    // The centres and swept radii of the group being paired, packed for the sweep.
+    struct Reach {
+        double x, y, z, r;
+    };
+    std::vector<Reach> reach;
+    std::vector<double> los;
     // Broadphase scratch, kept with the frame.
     std::vector<uint32_t> order, active, pairSecond;
     std::vector<size_t> pairFirst, fill;
@@ -109,42 +113,52 @@ struct Frame {
     void PairGroup(EnvironmentId environment, const Id& parentId, std::vector<Dynamic>& bodies,
                    std::vector<Body>* statics) {
         const size_t n = bodies.size();
-        xs.resize(n);
-        rs.resize(n);
-        for (size_t i = 0; i < n; ++i) {
-            xs[i] = bodies[i].centerPosition.x;
-            rs[i] = bodies[i].sweptRadius;
-        }
-        // Which pairs can touch: a sweep along x over the bodies sorted by the low end of their reach, which
-        // never drops a pair whose spheres overlap (their x ranges overlap too). The pairs found are then
-        // ordered by the first body and, inside, by the second, so that each body meets its candidates in
-        // exactly the order of a plain loop over all pairs: the responses depend on that order.
+        reach.resize(n);
         order.resize(n);
         los.resize(n);
         for (size_t i = 0; i < n; ++i) {
+            const glm::dvec3& c = bodies[i].centerPosition;
+            reach[i] = {c.x, c.y, c.z, bodies[i].sweptRadius};
             order[i] = static_cast<uint32_t>(i);
             // A body with a NaN in its reach sorts last (a NaN key would break the sort); it meets nothing in
-            // the exact test either.
-            const double lo = xs[i] - rs[i];
+            // the sphere test either.
+            const double lo = c.x - bodies[i].sweptRadius;
             los[i] = std::isnan(lo) ? std::numeric_limits<double>::infinity() : lo;
         }
+        // Which pairs touch: a sweep along x over the bodies sorted by the low end of their reach. Two
+        // spheres that overlap overlap on every axis too, so the sweep and the cheap y and z checks never
+        // drop a pair that the sphere test keeps; the sphere test itself is the one of a plain loop over all
+        // pairs. The pairs found are then ordered by the first body and, inside, by the second, so that
+        // each body meets its candidates in exactly the order of that plain loop: the responses depend on it.
         std::sort(order.begin(), order.end(), [this](uint32_t a, uint32_t b) { return los[a] < los[b]; });
-        pairFirst.assign(n + 1, 0);
         pairs.clear();
         active.clear();
         for (uint32_t k : order) {
+            const Reach& b = reach[k];
             const double lo = los[k];
             size_t kept = 0;
             for (uint32_t other : active) {
-                if (xs[other] + rs[other] < lo)
+                const Reach& a = reach[other];
+                if (a.x + a.r < lo)
                     continue; // ends before this one starts, and before every later one
                 active[kept++] = other;
-                pairs.push_back(other < k ? std::pair{other, k} : std::pair{k, other});
+                const double r = a.r + b.r;
+                // |dy| never exceeds the distance (bar underflow, which only a radius under 1e-150 could
+                // meet), so these two checks only spare square roots.
+                if (r > 1e-150 && (std::abs(a.y - b.y) > r || std::abs(a.z - b.z) > r))
+                    continue;
+                const uint32_t first = std::min(other, k), second = std::max(other, k);
+                Dynamic& low = bodies[first];
+                Dynamic& high = bodies[second];
+                if (low.sweptRadius + high.sweptRadius > glm::distance(low.centerPosition, high.centerPosition) &&
+                    !Ignores(low, high.id) && !Ignores(high, low.id))
+                    pairs.emplace_back(first, second);
             }
             active.resize(kept);
             active.push_back(k);
         }
         // Counting sort by the first body, then each (short) run by the second.
+        pairFirst.assign(n + 1, 0);
         for (const auto& [first, second] : pairs)
             ++pairFirst[first + 1];
         for (size_t i = 0; i < n; ++i)
@@ -159,12 +173,8 @@ struct Frame {
             uint32_t* const begin = pairSecond.data() + pairFirst[i];
             uint32_t* const end = pairSecond.data() + pairFirst[i + 1];
             std::sort(begin, end);
-            for (const uint32_t* j = begin; j != end; ++j) {
-                Dynamic& b = bodies[*j];
-                if (a.sweptRadius + b.sweptRadius > glm::distance(a.centerPosition, b.centerPosition) &&
-                    !Ignores(a, b.id) && !Ignores(b, a.id))
-                    a.dynamicCandidates.push_back(&b);
-            }
+            for (const uint32_t* j = begin; j != end; ++j)
+                a.dynamicCandidates.push_back(&bodies[*j]);
             if (statics) {
                 // One-way: a static body does not say what it ignores.
                 for (Body& s : *statics)

@@ -98,7 +98,10 @@ template <class EntityT> void DynamicRigidbody<EntityT>::CollisionDetection(doub
     StaticPairRoutine<EntityT> pair{*this, deltaTime, minFriction, hit};
 
     for (const Collider& c : this->colliders) {
-        glm::dmat4 selfTransform = this->GetTransform() * c.transform;
+        // `self` is placed only where a pass has something to meet: a body alone in the air needs no matrix.
+        glm::dmat4 selfTransform;
+        if (!dynamicCandidates.empty())
+            selfTransform = this->GetTransform() * c.transform;
         {
             vesmo::cpu::Profiler dynamicScope("Dynamic collision detection");
             for (DynamicRigidbody* other : dynamicCandidates) {
@@ -152,7 +155,8 @@ template <class EntityT> void DynamicRigidbody<EntityT>::CollisionDetection(doub
         {
             vesmo::cpu::Profiler staticScope("Static collision detection");
             hit = false;
-            selfTransform = this->GetTransform() * c.transform;
+            if (!staticCandidates.empty() || parentBody)
+                selfTransform = this->GetTransform() * c.transform;
             for (Rigidbody<EntityT>* other : staticCandidates) {
                 const glm::dmat4 otherBody = other->GetTransform();
                 if (other->colliders.size() > 3 &&
