@@ -1,4 +1,5 @@
 #include "game/physics/Collision.hpp"
+#include "game/physics/PointTransform.hpp"
 
 #include "vesmo/cpu/Profiler.hpp"
 
@@ -17,9 +18,6 @@ constexpr double kLargestDouble = std::numeric_limits<double>::max();
 constexpr double kLargestFloat = 3.4028234663852886e38;
 constexpr uint32_t kMaxVertices = ConvexMeshCollider::kMaxVertices;
 constexpr uint32_t kMaxNormals = ConvexMeshCollider::kMaxNormals;
-
-glm::dvec3 Transform(const glm::dmat4& m, const glm::vec3& v) { return glm::dvec3(m * glm::dvec4(glm::dvec3(v), 1.0)); }
-glm::dvec3 Transform(const glm::dmat4& m, const glm::dvec3& v) { return glm::dvec3(m * glm::dvec4(v, 1.0)); }
 
 // The box centre is averaged in single precision, as the collider stores it, then placed in double.
 glm::dvec3 BoxCenter(const ConvexMeshCollider& c, const glm::dmat4& transform) {

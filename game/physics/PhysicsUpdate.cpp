@@ -5,6 +5,7 @@
 
 #include "game/Game.hpp"
 #include "game/entity/ServerSideEntity.hpp"
+#include "game/physics/PointTransform.hpp"
 #include "game/physics/Rigidbody.hpp"
 #include "vesmo/core/Timer.hpp"
 #include "vesmo/cpu/Profiler.hpp"
@@ -14,6 +15,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <memory_resource>
 #include <mutex>
 #include <shared_mutex>
 #include <tuple>
@@ -28,19 +30,29 @@ using game::physics::DynamicRigidbody;
 using game::physics::Rigidbody;
 using Body = Rigidbody<ServerSideEntity>;
 using Dynamic = DynamicRigidbody<ServerSideEntity>;
+using game::physics::Transform;
 
 enum RigidbodyEnvType : int { Static = 0, DynamicBody = 1, Orbiting = 2 };
 
-template <class B> using Groups = std::unordered_map<Id, std::vector<B>>;
-template <class B> using ByEnvironment = std::unordered_map<EnvironmentId, Groups<B>>;
-using BodyIndex =
-    std::unordered_map<EnvironmentId, std::unordered_map<Id, std::tuple<RigidbodyEnvType, unsigned long, Id>>>;
+// The frame's maps take their nodes from a pool that the physics thread keeps: the nodes that one frame
+// gives back serve the next, so a steady scene makes no heap allocation for them. Inner maps share the
+// outer map's pool (the polymorphic allocator hands itself down). Blocks up to a megabyte are pooled, so
+// that the bucket arrays of large maps come back too.
+std::pmr::memory_resource* FrameNodes() {
+    thread_local std::pmr::unsynchronized_pool_resource pool(std::pmr::pool_options{0, size_t{1} << 20});
+    return &pool;
+}
+
+template <class B> using Groups = std::pmr::unordered_map<Id, std::vector<B>>;
+template <class B> using ByEnvironment = std::pmr::unordered_map<EnvironmentId, Groups<B>>;
+using BodyIndex = std::pmr::unordered_map<EnvironmentId,
+                                          std::pmr::unordered_map<Id, std::tuple<RigidbodyEnvType, unsigned long, Id>>>;
+using CompositeChildren =
+    std::pmr::unordered_map<EnvironmentId, std::pmr::unordered_map<Id, std::vector<ServerSideEntity::Ptr>>>;
 
 bool Ignores(const Dynamic& body, const Id& other) {
     return !body.ignoredCollisions.empty() && body.ignoredCollisions.count(other) != 0;
 }
-
-glm::dvec3 Transform(const glm::dmat4& m, const glm::dvec3& v) { return glm::dvec3(m * glm::dvec4(v, 1.0)); }
 
 // Group vectors keep their capacity from frame to frame on the physics thread: a yard of a thousand bodies
 // would otherwise grow a megabyte vector from nothing, page by page, every tick.
@@ -56,6 +68,22 @@ template <class B> std::vector<B>& GroupOf(Groups<B>& groups, const Id& parentId
         VectorPool<B>().pop_back();
     }
     return found->second;
+}
+
+// Broadphase scratch, kept by the physics thread from frame to frame like the group vectors.
+struct PairScratch {
+    struct Reach {
+        double x, y, z, r; // centre and swept radius, packed for the sweep
+    };
+    std::vector<Reach> reach;
+    std::vector<double> los;
+    std::vector<uint32_t> order, active, pairSecond;
+    std::vector<size_t> pairFirst, fill;
+    std::vector<std::pair<uint32_t, uint32_t>> pairs;
+};
+PairScratch& ThreadPairScratch() {
+    thread_local PairScratch scratch;
+    return scratch;
 }
 
 struct Frame {
@@ -79,11 +107,11 @@ struct Frame {
         recycle(orbitingBodies);
     }
 
-    ByEnvironment<Body> staticBodies;
-    ByEnvironment<Dynamic> dynamicBodies;
-    ByEnvironment<Dynamic> orbitingBodies;
-    std::unordered_map<EnvironmentId, std::unordered_map<Id, std::vector<ServerSideEntity::Ptr>>> compositeChildren;
-    BodyIndex bodyIndex;
+    ByEnvironment<Body> staticBodies = ByEnvironment<Body>(FrameNodes());
+    ByEnvironment<Dynamic> dynamicBodies = ByEnvironment<Dynamic>(FrameNodes());
+    ByEnvironment<Dynamic> orbitingBodies = ByEnvironment<Dynamic>(FrameNodes());
+    CompositeChildren compositeChildren = CompositeChildren(FrameNodes());
+    BodyIndex bodyIndex = BodyIndex(FrameNodes());
 
     // The body of an indexed entity, by its class; the range checks cannot fail by construction.
     Body& Find(EnvironmentId environment, const std::tuple<RigidbodyEnvType, unsigned long, Id>& entry,
@@ -97,21 +125,11 @@ struct Frame {
         return body;
     }
 
-    // The centres and swept radii of the group being paired, packed for the sweep.
-    struct Reach {
-        double x, y, z, r;
-    };
-    std::vector<Reach> reach;
-    std::vector<double> los;
-    // Broadphase scratch, kept with the frame.
-    std::vector<uint32_t> order, active, pairSecond;
-    std::vector<size_t> pairFirst, fill;
-    std::vector<std::pair<uint32_t, uint32_t>> pairs;
-
     // The sphere test of every pair of a group that can touch (a pair is kept on the lower index) and the
     // parent lookup.
     void PairGroup(EnvironmentId environment, const Id& parentId, std::vector<Dynamic>& bodies,
                    std::vector<Body>* statics) {
+        auto& [reach, los, order, active, pairSecond, pairFirst, fill, pairs] = ThreadPairScratch();
         const size_t n = bodies.size();
         reach.resize(n);
         order.resize(n);
@@ -130,15 +148,15 @@ struct Frame {
         // drop a pair that the sphere test keeps; the sphere test itself is the one of a plain loop over all
         // pairs. The pairs found are then ordered by the first body and, inside, by the second, so that
         // each body meets its candidates in exactly the order of that plain loop: the responses depend on it.
-        std::sort(order.begin(), order.end(), [this](uint32_t a, uint32_t b) { return los[a] < los[b]; });
+        std::sort(order.begin(), order.end(), [&los = los](uint32_t a, uint32_t b) { return los[a] < los[b]; });
         pairs.clear();
         active.clear();
         for (uint32_t k : order) {
-            const Reach& b = reach[k];
+            const PairScratch::Reach& b = reach[k];
             const double lo = los[k];
             size_t kept = 0;
             for (uint32_t other : active) {
-                const Reach& a = reach[other];
+                const PairScratch::Reach& a = reach[other];
                 if (a.x + a.r < lo)
                     continue; // ends before this one starts, and before every later one
                 active[kept++] = other;

@@ -2,6 +2,7 @@
 // in RigidbodyEnvironment.cpp.
 
 #include "game/physics/Rigidbody.hpp"
+#include "game/physics/PointTransform.hpp"
 
 #include "game/Assert.hpp"
 #include "game/entity/ServerSideEntity.hpp"
@@ -13,7 +14,6 @@ namespace game::physics {
 
 namespace {
 glm::dmat3 Rotation(const glm::dquat& q) { return glm::mat3_cast(q); }
-glm::dvec3 Transform(const glm::dmat4& m, const glm::dvec3& v) { return glm::dvec3(m * glm::dvec4(v, 1.0)); }
 } // namespace
 
 namespace detail {
@@ -80,16 +80,6 @@ template <class EntityT> void Rigidbody<EntityT>::ComputeBounds() {
     centerPosition = GetPositionAtCenterOfBounds();
 }
 
-template <class EntityT> glm::dvec3 Rigidbody<EntityT>::GetPositionAtCenterOfBounds() const {
-    return position + Rotation(orientation) * boundsCenter;
-}
-
-template <class EntityT> glm::dmat4 Rigidbody<EntityT>::GetTransform() const {
-    glm::dmat4 transform(Rotation(orientation));
-    transform[3] = glm::dvec4(position, 1.0);
-    return transform;
-}
-
 template <class EntityT>
 DynamicRigidbody<EntityT>::DynamicRigidbody(typename EntityT::Ptr& source, double deltaTime)
     : Rigidbody<EntityT>(source) {
@@ -107,13 +97,6 @@ DynamicRigidbody<EntityT>::DynamicRigidbody(typename EntityT::Ptr& source, doubl
     interactsWithEnvironment = e.bodyOption != 0;
     ignoredCollisions = e.linkedEntities;
     sweptRadius = glm::length(linearVelocity) * deltaTime * 0.5 + this->boundingRadius;
-}
-
-template <class EntityT>
-void DynamicRigidbody<EntityT>::ApplyImpulse(const glm::dvec3& impulse, const glm::dvec3& relativePoint) {
-    restCounter = 0.0;
-    linearVelocity += invMass * impulse;
-    angularVelocity += invInertiaTensor * glm::cross(relativePoint, impulse);
 }
 
 template <class EntityT> void DynamicRigidbody<EntityT>::ComputeInertiaTensor() {

@@ -153,4 +153,23 @@ private:
     void AddSurfaces(const Collider& c, const glm::dmat4& m, const glm::dmat4& bodyTransform, double minVolume);
 };
 
+// The small operations every pass calls, here so that they inline.
+
+template <class EntityT> glm::dvec3 Rigidbody<EntityT>::GetPositionAtCenterOfBounds() const {
+    return position + glm::mat3_cast(orientation) * boundsCenter;
+}
+
+template <class EntityT> glm::dmat4 Rigidbody<EntityT>::GetTransform() const {
+    glm::dmat4 transform(glm::mat3_cast(orientation));
+    transform[3] = glm::dvec4(position, 1.0);
+    return transform;
+}
+
+template <class EntityT>
+void DynamicRigidbody<EntityT>::ApplyImpulse(const glm::dvec3& impulse, const glm::dvec3& relativePoint) {
+    restCounter = 0.0;
+    linearVelocity += invMass * impulse;
+    angularVelocity += invInertiaTensor * glm::cross(relativePoint, impulse);
+}
+
 } // namespace game::physics

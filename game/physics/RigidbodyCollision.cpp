@@ -3,6 +3,7 @@
 
 #include "game/Assert.hpp"
 #include "game/entity/ServerSideEntity.hpp"
+#include "game/physics/PointTransform.hpp"
 #include "game/physics/Rigidbody.hpp"
 #include "vesmo/cpu/Profiler.hpp"
 
@@ -15,8 +16,6 @@ namespace game::physics {
 using game::entity::ConvexMeshCollider;
 
 namespace {
-
-glm::dvec3 Transform(const glm::dmat4& m, const glm::dvec3& v) { return glm::dvec3(m * glm::dvec4(v, 1.0)); }
 
 ConvexMeshCollider Placed(const ConvexMeshCollider& source, const glm::dmat4& transform) {
     ConvexMeshCollider copy = source;

@@ -3,6 +3,7 @@
 
 #include "game/Assert.hpp"
 #include "game/entity/ServerSideEntity.hpp"
+#include "game/physics/PointTransform.hpp"
 #include "game/physics/Rigidbody.hpp"
 #include "vesmo/cpu/Profiler.hpp"
 
@@ -25,7 +26,6 @@ constexpr auto kFirstLook = static_cast<EnvironmentInfoFlags>(5);
 constexpr auto kTerrain = static_cast<EnvironmentInfoFlags>(7);
 constexpr auto kShallowTerrain = static_cast<EnvironmentInfoFlags>(3);
 
-glm::dvec3 Transform(const glm::dmat4& m, const glm::dvec3& v) { return glm::dvec3(m * glm::dvec4(v, 1.0)); }
 glm::dvec3 BoxCenter(const ConvexMeshCollider& c) { return glm::dvec3((c.boxMin + c.boxMax) * 0.5f); }
 glm::dvec3 Extent(const ConvexMeshCollider& c) { return glm::abs(glm::dvec3(c.boxMax) - glm::dvec3(c.boxMin)); }
 double Sign(double x) { return static_cast<double>((0.0 < x) - (x < 0.0)); }
@@ -58,7 +58,7 @@ template <class EntityT> struct TerrainContacts {
     EnvironmentInfo& info;
     const glm::dmat4* parentTransform; // null for a free body
     double* minFriction;               // null for a body in a parent's frame
-    glm::dmat4 frame;                  // body frame to the environment's frame
+    glm::dmat4 frame;                  // body frame to the environment's frame, as RefreshFrame gives it
     glm::dvec3 down{0.0};
 
     void RefreshFrame() { frame = parentTransform ? *parentTransform * body.GetTransform() : body.GetTransform(); }
@@ -334,8 +334,8 @@ void DynamicRigidbody<EntityT>::InteractWithEnvironment(game::EnvironmentFunctio
 
     {
         vesmo::cpu::Profiler terrainScope("Narrow-phase terrain collision detection");
-        TerrainContacts<EntityT> terrain{*this, environment, deltaTime, info, nullptr, &minFriction, glm::dmat4(1.0)};
-        terrain.RefreshFrame();
+        TerrainContacts<EntityT> terrain{*this,   environment,  deltaTime,           info,
+                                         nullptr, &minFriction, this->GetTransform()};
         for (const Collider& c : this->colliders) {
             // Only near the ground; `info` is whatever the latest query left.
             if (info.altitude - 3.0 * this->boundingRadius < 0)
@@ -402,8 +402,8 @@ void DynamicRigidbody<EntityT>::InteractWithEnvironmentFromParent(const glm::dma
     if (!(info.altitude - this->boundingRadius < 0))
         return;
     vesmo::cpu::Profiler terrainScope("Narrow-phase terrain collision detection");
-    TerrainContacts<EntityT> terrain{*this, environment, deltaTime, info, &parentTransform, nullptr, glm::dmat4(1.0)};
-    terrain.RefreshFrame();
+    TerrainContacts<EntityT> terrain{
+        *this, environment, deltaTime, info, &parentTransform, nullptr, parentTransform * this->GetTransform()};
     for (const Collider& c : this->colliders)
         terrain.Collider(c);
 }
