@@ -10,7 +10,10 @@
 
 #include <cmath>
 #include <map>
+#include <random>
 #include <string>
+#include <unordered_map>
+#include <vector>
 
 namespace {
 
@@ -401,6 +404,54 @@ TEST_F(Scene, AnUnknownEnvironmentThrowsAndReleasesTheRegistry) {
     EXPECT_THROW(ServerSideEntity::PhysicsUpdate(kTick, kSubsteps), std::out_of_range);
     // The writer side is free again.
     std::lock_guard lock(ServerSideEntity::_sharedObjectsMutex);
+}
+
+TEST_F(Scene, TheBroadphaseFindsEveryTouchingPairInTheOrderOfAPlainLoopOverAllPairs) {
+    Use(FlatGround(0.0));
+    // A crowd in one group: boxes of two sizes at random places and speeds, whose spheres overlap in many
+    // ways, some pairs told to ignore each other. Responses depend on the order in which a body meets its
+    // candidates, so the order is part of the answer.
+    std::mt19937 random(7);
+    std::uniform_real_distribution<double> place(0.0, 12.0), speed(-30.0, 30.0);
+    std::unordered_map<game::entity::Id, ServerSideEntity::Ptr> crowd;
+    std::vector<ServerSideEntity::Ptr> made;
+    for (int i = 0; i < 300; ++i) {
+        auto e = MakeBox({place(random), place(random), 50 + place(random)}, 10.0, i % 3 ? 1.0f : 2.5f);
+        e->linearVelocity = {speed(random), speed(random), speed(random)};
+        crowd[e->GetID()] = e;
+        made.push_back(e);
+    }
+    for (size_t i = 0; i + 7 < made.size(); i += 11)
+        made[i]->linkedEntities.insert(made[i + 7]->GetID());
+    Game::debugServerSidePhysics = true;
+    ServerSideEntity::PhysicsUpdate(kTick, 0); // nothing moves: the lines show the pairs as they were found
+
+    // The group's body order is the order in which the overlay gets their colliders (a body's colliders
+    // come together: those that made aerodynamic surfaces, then all of them).
+    std::vector<ServerSideEntity::Ptr> order;
+    for (const auto& record : Game::physicsDebugColliders_staging)
+        if (order.empty() || order.back()->GetID() != record.id)
+            order.push_back(crowd.at(record.id));
+    ASSERT_EQ(order.size(), made.size());
+    // A centred box without rotation: its sphere is at its origin, its reach the half diagonal of its box
+    // plus half the way it goes in the frame.
+    auto reach = [](const ServerSideEntity::Ptr& e) {
+        return glm::length(e->linearVelocity) * kTick * 0.5 + glm::length(e->boxMax - e->boxMin) / 2.0;
+    };
+    auto ignores = [](const ServerSideEntity::Ptr& a, const ServerSideEntity::Ptr& b) {
+        return a->linkedEntities.count(b->GetID()) != 0;
+    };
+    std::vector<std::pair<glm::dvec3, glm::dvec3>> expected, found;
+    for (size_t i = 0; i < order.size(); ++i)
+        for (size_t j = i + 1; j < order.size(); ++j)
+            if (reach(order[i]) + reach(order[j]) > glm::distance(order[i]->position, order[j]->position) &&
+                !ignores(order[i], order[j]) && !ignores(order[j], order[i]))
+                expected.emplace_back(order[i]->position, order[j]->position);
+    for (const auto& line : Game::physicsDebugLines_staging)
+        if (line.color == glm::vec4(0, 1, 0, 1))
+            found.emplace_back(line.start, line.end);
+    EXPECT_GT(expected.size(), 500u); // a crowd worth the name
+    EXPECT_EQ(found, expected);
 }
 
 TEST_F(Scene, DebugPublicationHandsACompleteSetToTheOverlay) {
