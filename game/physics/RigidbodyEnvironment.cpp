@@ -300,8 +300,8 @@ void DynamicRigidbody<EntityT>::InteractWithEnvironment(game::EnvironmentFunctio
 
     {
         vesmo::cpu::Profiler aeroScope("Aerodynamic forces");
-        const glm::dmat4 T = this->GetTransform();
-        const glm::dmat3 rotation(T);
+        // The rotation of the body frame, only when there is a surface to turn (most bodies have none).
+        const glm::dmat3 rotation = aerodynamicSurfaces.empty() ? glm::dmat3(1.0) : glm::mat3_cast(this->orientation);
         // Velocities of the start of the pass: the surfaces do not see each other's impulses.
         const glm::dvec3 v0 = linearVelocity, w0 = angularVelocity;
         for (const AerodynamicSurface& surface : aerodynamicSurfaces) {
