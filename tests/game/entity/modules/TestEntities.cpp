@@ -3,7 +3,7 @@
 //   plain    an interface that overrides nothing
 //   counter  counts its updates, saves its count and the module's generation, checkpoints its count
 //   blob     saves a byte string that the test gives it
-//   recorder logs its BeforeUpdate, Update and AfterUpdate calls
+//   recorder logs its BeforeUpdate, Update and AfterUpdate calls; Update also takes a little time (below)
 //   broken   a factory that makes nothing
 //
 // ModuleLoad registers the types, ModuleUnload removes them, as a module does around its life. The other
@@ -12,8 +12,10 @@
 #include "game/entity/EntityConfig.hpp"
 #include "game/entity/ServerSideEntity.hpp"
 
+#include <chrono>
 #include <memory>
 #include <string>
+#include <thread>
 
 using game::entity::EntityConfig;
 using game::entity::ServerSideEntity;
@@ -52,7 +54,12 @@ std::string g_log;
 class Recorder : public ServerSideEntity::Interface {
 public:
     void BeforeUpdate(double) override { g_log += "B"; }
-    void Update(double) override { g_log += "U"; }
+    // The timed tick reads the clock as seconds since the epoch in a double, whose step is about 0.24 µs
+    // today: a call shorter than that may book nothing. 20 µs is always seen.
+    void Update(double) override {
+        g_log += "U";
+        std::this_thread::sleep_for(std::chrono::microseconds(20));
+    }
     void AfterUpdate(double) override { g_log += "A"; }
 };
 
