@@ -102,6 +102,8 @@ public:
     // Two moving bodies; the normal points from b towards a.
     static void RespondToCollision(DynamicRigidbody* a, DynamicRigidbody* b, const Collision& collision,
                                    double friction, double unused);
+    // In debug mode, a red line from the contact point along its normal, in the body frame.
+    void AddDebugContactLine(const Collision& collision);
     // Records a contact towards the proof of rest; points closer than 0.1 to a recorded one are dropped.
     void AddStaticContactPoint(const glm::dvec3& normal, glm::dvec3 worldPoint);
     // Whether the recorded contacts support the centre of mass; `normal` is the support's normal on true.

@@ -65,13 +65,7 @@ template <class EntityT> struct StaticPairRoutine {
         Collision collision = ConvexCollision(self, selfTransform, other, otherTransform);
         if (!(collision.depth > 0))
             return;
-        if (Game::debugServerSidePhysics) {
-            const glm::dmat4 toBody = glm::inverse(body.GetTransform());
-            body.debugLines.push_back({body.id,
-                                       Transform(toBody, collision.point),
-                                       Transform(toBody, collision.point + collision.normal),
-                                       {1, 0, 0, 1}});
-        }
+        body.AddDebugContactLine(collision);
         if (self.onCollision) {
             const ConvexMeshCollider selfCopy = Placed(self, selfTransform);
             const ConvexMeshCollider otherCopy = Placed(other, otherTransform);
@@ -120,13 +114,7 @@ template <class EntityT> void DynamicRigidbody<EntityT>::CollisionDetection(doub
                     }
                     if (!(collision.depth > 0))
                         continue;
-                    if (Game::debugServerSidePhysics) {
-                        const glm::dmat4 toBody = glm::inverse(this->GetTransform());
-                        debugLines.push_back({this->id,
-                                              Transform(toBody, collision.point),
-                                              Transform(toBody, collision.point + collision.normal),
-                                              {1, 0, 0, 1}});
-                    }
+                    AddDebugContactLine(collision);
                     if (oc.onCollision || c.onCollision) {
                         const Collider selfCopy = Placed(c, selfTransform);
                         const Collider otherCopy = Placed(oc, otherTransform);
@@ -194,6 +182,16 @@ template <class EntityT> void DynamicRigidbody<EntityT>::CollisionDetection(doub
     }
 
     CountRestIfSupported(minFriction);
+}
+
+template <class EntityT> void DynamicRigidbody<EntityT>::AddDebugContactLine(const Collision& collision) {
+    if (!Game::debugServerSidePhysics)
+        return;
+    const glm::dmat4 toBody = glm::inverse(this->GetTransform());
+    debugLines.push_back({this->id,
+                          Transform(toBody, collision.point),
+                          Transform(toBody, collision.point + collision.normal),
+                          {1, 0, 0, 1}});
 }
 
 template <class EntityT>
@@ -352,6 +350,7 @@ template void DynamicRigidbody<game::entity::ServerSideEntity>::RespondToCollisi
                                                                                    double, double);
 template void DynamicRigidbody<game::entity::ServerSideEntity>::RespondToCollision(DynamicRigidbody*, DynamicRigidbody*,
                                                                                    const Collision&, double, double);
+template void DynamicRigidbody<game::entity::ServerSideEntity>::AddDebugContactLine(const Collision&);
 template void DynamicRigidbody<game::entity::ServerSideEntity>::AddStaticContactPoint(const glm::dvec3&, glm::dvec3);
 template bool DynamicRigidbody<game::entity::ServerSideEntity>::GetStaticContact(glm::dvec3&);
 template void DynamicRigidbody<game::entity::ServerSideEntity>::CountRestIfSupported(double);

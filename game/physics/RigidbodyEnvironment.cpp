@@ -116,13 +116,7 @@ template <class EntityT> struct TerrainContacts {
             collision.point = Transform(toParent, collision.point);
             collision.normal = glm::normalize(glm::dmat3(toParent) * collision.normal);
         }
-        if (Game::debugServerSidePhysics) {
-            const glm::dmat4 toBody = glm::inverse(body.GetTransform());
-            body.debugLines.push_back({body.id,
-                                       Transform(toBody, collision.point),
-                                       Transform(toBody, collision.point + collision.normal),
-                                       {1, 0, 0, 1}});
-        }
+        body.AddDebugContactLine(collision);
         bool record = true;
         if (c.onCollision) {
             ConvexMeshCollider placed = c;
