@@ -146,11 +146,12 @@ std::vector<std::string> SavedStateFiles(World& world) {
 }
 } // namespace
 
-// The floor: the same bytes as 10,000 plain files, written (no durability) and read back.
-static void BM_PlainFilesWriteRead(benchmark::State& state) {
+// The saved state files' bytes written by `write` into a folder of their own and read back as plain files,
+// timed apart.
+template <class Write> void WriteThenRead(benchmark::State& state, const char* folderName, Write&& write) {
     World world;
     const std::vector<std::string> contents = SavedStateFiles(world);
-    const fs::path folder = world.Root() / "plain";
+    const fs::path folder = world.Root() / folderName;
     fs::create_directories(folder);
     std::vector<std::string> names;
     for (size_t i = 0; i < contents.size(); ++i)
@@ -159,11 +160,7 @@ static void BM_PlainFilesWriteRead(benchmark::State& state) {
     double writeSeconds = 0.0, readSeconds = 0.0;
     for (auto _ : state) {
         const auto start = std::chrono::steady_clock::now();
-        for (size_t i = 0; i < contents.size(); ++i) {
-            FILE* file = std::fopen(names[i].c_str(), "wb");
-            std::fwrite(contents[i].data(), 1, contents[i].size(), file);
-            std::fclose(file);
-        }
+        write(names, contents);
         const auto written = std::chrono::steady_clock::now();
         writeSeconds += std::chrono::duration<double>(written - start).count();
         for (size_t i = 0; i < contents.size(); ++i) {
@@ -177,36 +174,26 @@ static void BM_PlainFilesWriteRead(benchmark::State& state) {
     state.counters["write_s"] = writeSeconds / static_cast<double>(state.iterations());
     state.counters["read_s"] = readSeconds / static_cast<double>(state.iterations());
 }
+
+// The floor: the same bytes as 10,000 plain files, written (no durability) and read back.
+static void BM_PlainFilesWriteRead(benchmark::State& state) {
+    WriteThenRead(state, "plain", [](const std::vector<std::string>& names, const std::vector<std::string>& contents) {
+        for (size_t i = 0; i < contents.size(); ++i) {
+            FILE* file = std::fopen(names[i].c_str(), "wb");
+            std::fwrite(contents[i].data(), 1, contents[i].size(), file);
+            std::fclose(file);
+        }
+    });
+}
 BENCHMARK(BM_PlainFilesWriteRead)->Unit(benchmark::kMillisecond)->Iterations(3);
 
 // The same bytes through one WriteBatch and read back: the durability part of a world save on its own.
 static void BM_BatchFilesWriteRead(benchmark::State& state) {
-    World world;
-    const std::vector<std::string> contents = SavedStateFiles(world);
-    const fs::path folder = world.Root() / "batch";
-    fs::create_directories(folder);
-    std::vector<std::string> names;
-    for (size_t i = 0; i < contents.size(); ++i)
-        names.push_back((folder / ("f" + std::to_string(i))).string());
-    std::string buffer;
-    double writeSeconds = 0.0, readSeconds = 0.0;
-    for (auto _ : state) {
-        const auto start = std::chrono::steady_clock::now();
+    WriteThenRead(state, "batch", [](const std::vector<std::string>& names, const std::vector<std::string>& contents) {
         vesmo::filesystem::WriteBatch batch;
         for (size_t i = 0; i < contents.size(); ++i)
             batch.Add(names[i], contents[i].data(), contents[i].size());
         batch.Commit();
-        const auto written = std::chrono::steady_clock::now();
-        writeSeconds += std::chrono::duration<double>(written - start).count();
-        for (size_t i = 0; i < contents.size(); ++i) {
-            FILE* file = std::fopen(names[i].c_str(), "rb");
-            buffer.resize(contents[i].size());
-            benchmark::DoNotOptimize(std::fread(buffer.data(), 1, buffer.size(), file));
-            std::fclose(file);
-        }
-        readSeconds += std::chrono::duration<double>(std::chrono::steady_clock::now() - written).count();
-    }
-    state.counters["write_s"] = writeSeconds / static_cast<double>(state.iterations());
-    state.counters["read_s"] = readSeconds / static_cast<double>(state.iterations());
+    });
 }
 BENCHMARK(BM_BatchFilesWriteRead)->Unit(benchmark::kMillisecond)->Iterations(3);

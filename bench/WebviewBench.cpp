@@ -44,6 +44,40 @@ std::string Record(const std::string& id, std::size_t imageSize) {
     return std::string(reinterpret_cast<const char*>(sizes), sizeof(sizes)) + id + std::string(imageSize, '\x5a');
 }
 
+// A writer thread that fills the browser-to-game FIFO with the same record, again and again, as the browser
+// process would.
+class RecordWriter {
+public:
+    RecordWriter(const PipeFolder& folder, const std::string& record)
+        : _fd(open((folder.root / "Orkalin-data" / "bench.c2s").c_str(), O_RDWR)), _thread([this, &record] {
+              while (!_stop) {
+                  std::size_t sent = 0;
+                  while (sent < record.size()) {
+                      const ssize_t count = write(_fd, record.data() + sent, record.size() - sent);
+                      if (count <= 0)
+                          break;
+                      sent += static_cast<std::size_t>(count);
+                  }
+              }
+              close(_fd); // the only writer: the reader now meets end of file instead of waiting
+              _finished = true;
+          }) {}
+
+    // Stops the writer; `read` takes from the pipe until the writer has finished the record it began.
+    template <class Read> void Stop(Read&& read) {
+        _stop = true;
+        while (!_finished)
+            read();
+        _thread.join();
+    }
+
+private:
+    std::atomic<bool> _stop{false};
+    std::atomic<bool> _finished{false};
+    int _fd;
+    std::thread _thread;
+};
+
 } // namespace
 
 static void BM_WebviewReadFromPipe(benchmark::State& state) {
@@ -53,22 +87,7 @@ static void BM_WebviewReadFromPipe(benchmark::State& state) {
     webview.Open("view", "about:blank", 1, 1, 1); // a callback that drops the image
     const std::string record = Record("view", static_cast<std::size_t>(state.range(0)));
 
-    std::atomic<bool> stop{false};
-    std::atomic<bool> finished{false};
-    const int fd = open((folder.root / "Orkalin-data" / "bench.c2s").c_str(), O_RDWR);
-    std::thread writer([&] {
-        while (!stop) {
-            std::size_t sent = 0;
-            while (sent < record.size()) {
-                const ssize_t count = write(fd, record.data() + sent, record.size() - sent);
-                if (count <= 0)
-                    break;
-                sent += static_cast<std::size_t>(count);
-            }
-        }
-        close(fd); // the only writer: the reader now meets end of file instead of waiting
-        finished = true;
-    });
+    RecordWriter writer(folder, record);
 
     webview.ReadFromPipe(pipe); // opens the pipe outside the timed loop
     AllocationCounter::Reset();
@@ -78,10 +97,7 @@ static void BM_WebviewReadFromPipe(benchmark::State& state) {
         benchmark::Counter(AllocationCounter::Count(), benchmark::Counter::kAvgIterations);
     state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(record.size()));
 
-    stop = true;
-    while (!finished)
-        webview.ReadFromPipe(pipe); // let the writer finish the record it began
-    writer.join();
+    writer.Stop([&] { webview.ReadFromPipe(pipe); });
 }
 BENCHMARK(BM_WebviewReadFromPipe)->Arg(64 << 10)->Arg(1 << 20)->UseRealTime();
 
@@ -93,22 +109,7 @@ static void BM_PlainReadFloor(benchmark::State& state) {
     const std::string record = Record("view", static_cast<std::size_t>(state.range(0)));
     std::vector<char> buffer(1 << 20);
 
-    std::atomic<bool> stop{false};
-    std::atomic<bool> finished{false};
-    const int fd = open((folder.root / "Orkalin-data" / "bench.c2s").c_str(), O_RDWR);
-    std::thread writer([&] {
-        while (!stop) {
-            std::size_t sent = 0;
-            while (sent < record.size()) {
-                const ssize_t count = write(fd, record.data() + sent, record.size() - sent);
-                if (count <= 0)
-                    break;
-                sent += static_cast<std::size_t>(count);
-            }
-        }
-        close(fd); // the only writer: the reader now meets end of file instead of waiting
-        finished = true;
-    });
+    RecordWriter writer(folder, record);
 
     pipe.Read(buffer.data(), 1);
     for (auto _ : state) {
@@ -118,10 +119,7 @@ static void BM_PlainReadFloor(benchmark::State& state) {
     }
     state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(record.size()));
 
-    stop = true;
-    while (!finished)
-        pipe.Read(buffer.data(), buffer.size());
-    writer.join();
+    writer.Stop([&] { pipe.Read(buffer.data(), buffer.size()); });
 }
 BENCHMARK(BM_PlainReadFloor)->Arg(64 << 10)->Arg(1 << 20)->UseRealTime();
 
