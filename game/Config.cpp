@@ -278,21 +278,15 @@ std::string_view WithoutPlus(std::string_view text) {
     Fatal("Config: cannot convert \"" + node.AsString() + "\"" + where + " to " + type);
 }
 
-template <class T> T ConvertInteger(const Config::Node& node, const char* type) {
+// A scalar read as a number of type T: the text must pass its scanner and be read whole.
+template <class T> T ConvertNumber(const Config::Node& node, const char* type) {
     const std::string text = node.AsString();
-    if (!IsIntegerText(text) || (std::is_unsigned_v<T> && text[0] == '-'))
-        CannotConvert(node, type);
-    const std::string_view digits = WithoutPlus(text);
-    T value{};
-    auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value);
-    if (error != std::errc() || end != digits.data() + digits.size())
-        CannotConvert(node, type);
-    return value;
-}
-
-template <class T> T ConvertReal(const Config::Node& node, const char* type) {
-    const std::string text = node.AsString();
-    if (!IsRealText(text))
+    bool valid;
+    if constexpr (std::is_integral_v<T>)
+        valid = IsIntegerText(text) && !(std::is_unsigned_v<T> && text[0] == '-');
+    else
+        valid = IsRealText(text);
+    if (!valid)
         CannotConvert(node, type);
     const std::string_view digits = WithoutPlus(text);
     T value{};
@@ -394,11 +388,11 @@ bool Config::Node::IsFloat() const { return IsValue() && IsRealText(_tree->nodes
 bool Config::Node::IsNumeric() const { return IsInt() || IsFloat(); }
 bool Config::Node::IsString() const { return IsValue() && !IsNumeric(); }
 
-int Config::Node::AsInt() const { return ConvertInteger<int>(*this, "int"); }
-int64_t Config::Node::AsInt64() const { return ConvertInteger<int64_t>(*this, "int64"); }
-uint64_t Config::Node::AsUInt64() const { return ConvertInteger<uint64_t>(*this, "uint64"); }
-float Config::Node::AsFloat() const { return ConvertReal<float>(*this, "float"); }
-double Config::Node::AsDouble() const { return ConvertReal<double>(*this, "double"); }
+int Config::Node::AsInt() const { return ConvertNumber<int>(*this, "int"); }
+int64_t Config::Node::AsInt64() const { return ConvertNumber<int64_t>(*this, "int64"); }
+uint64_t Config::Node::AsUInt64() const { return ConvertNumber<uint64_t>(*this, "uint64"); }
+float Config::Node::AsFloat() const { return ConvertNumber<float>(*this, "float"); }
+double Config::Node::AsDouble() const { return ConvertNumber<double>(*this, "double"); }
 
 std::string Config::Node::AsString() const { return IsValue() ? _tree->nodes[_index].value : std::string(); }
 
