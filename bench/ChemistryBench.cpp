@@ -4,7 +4,7 @@
 
 #include "AllocationCounter.hpp"
 
-#include "game/Chemistry.hpp"
+#include "game/chemistry/Chemistry.hpp"
 
 #include <benchmark/benchmark.h>
 

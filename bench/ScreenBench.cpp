@@ -3,7 +3,7 @@
 
 #include "AllocationCounter.hpp"
 
-#include "game/VesmoScreen.hpp"
+#include "game/visual/VesmoScreen.hpp"
 
 #include <benchmark/benchmark.h>
 #include <zlib.h>

@@ -3,7 +3,7 @@
 
 #include "AllocationCounter.hpp"
 
-#include "game/VesmoCodeEditor.hpp"
+#include "game/visual/VesmoCodeEditor.hpp"
 
 #include <benchmark/benchmark.h>
 

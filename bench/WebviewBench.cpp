@@ -5,8 +5,8 @@
 #include "AllocationCounter.hpp"
 
 #include "PngEncoder.hpp"
-#include "game/ElectronWebview.hpp"
-#include "game/PipeServer.hpp"
+#include "game/webview/ElectronWebview.hpp"
+#include "game/webview/PipeServer.hpp"
 #include "vesmo/graphics/DynamicAsyncTexture.hpp"
 
 #include <benchmark/benchmark.h>

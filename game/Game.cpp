@@ -1,6 +1,6 @@
 #include "game/Game.hpp"
 
-#include "game/Options.hpp"
+#include "game/host/Options.hpp"
 #include "game/audio/EnvironmentAudio.hpp"
 #include "game/entity/ServerTick.hpp"
 #include "game/graphics/GameRenderer.hpp"

@@ -24,9 +24,9 @@
 // it exclusively, so the steady state allocates nothing and never blocks a reader. Two writers of one
 // channel at once leave some mix of their texts: a channel has one writer by convention.
 
-#include "game/Config.hpp"
-#include "game/ElectronWebview.hpp"
-#include "game/GameSettings.hpp"
+#include "game/host/Config.hpp"
+#include "game/webview/ElectronWebview.hpp"
+#include "game/host/GameSettings.hpp"
 #include "game/entity/common.hpp"
 #include "game/graphics/ui/InventoryUi.hpp"
 #include "game/physics/Environment.hpp"

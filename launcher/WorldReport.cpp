@@ -1,7 +1,7 @@
 #include "WorldReport.hpp"
 
 #include "game/Game.hpp"
-#include "game/VesmoScreen.hpp"
+#include "game/visual/VesmoScreen.hpp"
 #include "game/entity/ServerSideEntity.hpp"
 
 #include <glm/glm.hpp>

@@ -1,7 +1,7 @@
 #include "game/audio/EnvironmentAudio.hpp"
 
 #include "game/Game.hpp"
-#include "game/GameSettings.hpp"
+#include "game/host/GameSettings.hpp"
 
 #include <cmath>
 

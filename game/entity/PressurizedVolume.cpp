@@ -1,7 +1,7 @@
 #include "game/entity/PressurizedVolume.hpp"
 
 #include "game/Assert.hpp"
-#include "game/Chemistry.hpp"
+#include "game/chemistry/Chemistry.hpp"
 #include "game/entity/ServerSideEntity.hpp"
 
 #include <algorithm>

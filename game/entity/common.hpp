@@ -5,7 +5,7 @@
 // keeps what both sides need: which type it is, where it is, the transforms of its named nodes, the
 // current values of its joints and its convex colliders with the box around them.
 
-#include "game/UniqueId.hpp"
+#include "game/host/UniqueId.hpp"
 #include "vesmo/modular/ModuleID.hpp"
 
 #include <glm/glm.hpp>

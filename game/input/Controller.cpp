@@ -2,7 +2,7 @@
 
 #include "game/Assert.hpp"
 #include "game/Game.hpp"
-#include "game/GameSettings.hpp"
+#include "game/host/GameSettings.hpp"
 #include "game/input/Joystick.hpp"
 #include "vesmo/graphics/Window.hpp"
 #include "vesmo/input/CodeNames.hpp"

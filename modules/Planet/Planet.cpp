@@ -6,7 +6,7 @@
 #include "Vehicles.hpp"
 
 #include "game/Game.hpp"
-#include "game/VoxelType.hpp"
+#include "game/chemistry/VoxelType.hpp"
 #include "game/modular/ServerHooks.hpp"
 #include "vesmo/filesystem/AtomicFile.hpp"
 

@@ -3,7 +3,7 @@
 
 #include "game/Game.hpp"
 
-#include "game/Options.hpp"
+#include "game/host/Options.hpp"
 #include "game/audio/EnvironmentAudio.hpp"
 #include "game/graphics/GameRenderer.hpp"
 #include "game/modular/Families.hpp"

@@ -2,7 +2,7 @@
 
 #include "game/Game.hpp"
 
-#include "game/Options.hpp"
+#include "game/host/Options.hpp"
 
 #include "vesmo/graphics/HeadlessWindow.hpp"
 

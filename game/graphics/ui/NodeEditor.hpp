@@ -23,7 +23,7 @@
 // Everything runs on the ImGui thread. The clipboard statics and Render's function-local statics are
 // shared by all editors of the process: two editors can't be drawn at once.
 
-#include "game/UniqueId.hpp"
+#include "game/host/UniqueId.hpp"
 
 #include <imgui.h>
 #include <nlohmann/json.hpp>

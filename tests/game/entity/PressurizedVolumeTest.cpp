@@ -1,6 +1,6 @@
 #include "game/entity/PressurizedVolume.hpp"
 
-#include "game/Chemistry.hpp"
+#include "game/chemistry/Chemistry.hpp"
 #include "game/Game.hpp"
 #include "game/entity/ServerSideEntity.hpp"
 

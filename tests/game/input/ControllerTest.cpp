@@ -3,7 +3,7 @@
 #include "game/input/Controller.hpp"
 
 #include "game/Game.hpp"
-#include "game/GameSettings.hpp"
+#include "game/host/GameSettings.hpp"
 #include "game/input/Joystick.hpp"
 #include "vesmo/graphics/HeadlessWindow.hpp"
 

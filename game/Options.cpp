@@ -1,8 +1,0 @@
-#include "game/Options.hpp"
-
-namespace game {
-
-std::unordered_map<std::string, std::any> Options::_options;
-std::mutex Options::_mu;
-
-} // namespace game

@@ -1,0 +1,8 @@
+#include "game/host/Options.hpp"
+
+namespace game {
+
+std::unordered_map<std::string, std::any> Options::_options;
+std::mutex Options::_mu;
+
+} // namespace game
