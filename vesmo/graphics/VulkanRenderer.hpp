@@ -57,13 +57,13 @@ public:
     static constexpr uint32_t VALIDATION = 1u << 1; // with DEVICE: VK_LAYER_KHRONOS_validation on
     static constexpr uint32_t OFFSCREEN = 1u << 2;  // with DEVICE: no swapchain even with a desktop window
     static constexpr uint32_t FRAMES_IN_FLIGHT = 2;
-    static constexpr uint32_t DefaultWidth = 1280;  // output size without a window
+    static constexpr uint32_t DefaultWidth = 1280; // output size without a window
     static constexpr uint32_t DefaultHeight = 720;
 
     // `features` are asked for on top of the engine's own (PhysicalDevice::Features says how; what the
     // device lacks is dropped with one line naming it). `vsync`: present in step with the display.
-    VulkanRenderer(Window* window, const char* name, uint32_t flags,
-                   const vk::PhysicalDevice::Features& features = {}, bool vsync = true);
+    VulkanRenderer(Window* window, const char* name, uint32_t flags, const vk::PhysicalDevice::Features& features = {},
+                   bool vsync = true);
     virtual ~VulkanRenderer();
 
     VulkanRenderer(const VulkanRenderer&) = delete;

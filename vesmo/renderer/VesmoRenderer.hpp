@@ -37,11 +37,11 @@
 //   binding 1  sampled images     the texture table, TextureCapacity() entries
 //   binding 2  samplers           SamplerCapacity entries: the distinct samplers of the table
 //   binding 3  storage buffer     uint per table slot: which of binding 2 samples that slot
-//   binding 4  storage image      the output image (rgba8 view, GENERAL)
 // GLSL reads a slot as
 //   texture(sampler2D(textures[i], samplers[textureSamplers[i]]), uv)
 // (vesmo/renderer/shaders/textures.glsl declares all this). Lavapipe has no descriptor indexing, so the
-// table is a plain array of fixed size: TextureCapacity() is what the device allows per stage (about 120 on
+// table is a plain array of fixed size (and, lacking shaderSampledImageArrayDynamicIndexing, lavapipe's
+// shaders index it with constants only): TextureCapacity() is what the device allows per stage (about 120 on
 // lavapipe, 4096 at most), every entry is written, and entries past the table show a 1 x 1 white texture.
 // Textures added past the capacity stay in the table but aren't bound (a line on stderr says so once).
 //
@@ -95,13 +95,13 @@ struct VesmoRendererData {
     float brightness;
     float contrast;
     float gamma;
-    float fov;                         // vertical, degrees
+    float fov; // vertical, degrees
     float upscalingSharpness;
     float finalUpscale;
     float debugValue;
     int32_t upscalingQualitySetting;
-    int32_t upscalingAlgo;             // Upscaler::Algo
-    uint32_t textureCount;             // slots bound (at most TextureCapacity())
+    int32_t upscalingAlgo; // Upscaler::Algo
+    uint32_t textureCount; // slots bound (at most TextureCapacity())
     glm::vec4 clearColor;
     uint32_t vsync;
     uint32_t devTools;
@@ -221,6 +221,8 @@ private:
     void FillRendererData();
     void StartImGui();
     void StopImGui();
+    void BeginImGuiFrame();
+    void EndImGuiFrame();
     void DrawImGui(VkCommandBuffer commandBuffer);
 
     mutable std::mutex _texturesMutex; // guards _textures and _texturesChanged
@@ -236,8 +238,10 @@ private:
     std::array<VkDescriptorSet, FRAMES_IN_FLIGHT> _sets{};
     std::vector<vesmo::vk::MappedBuffer<VesmoRendererData, VMA_MEMORY_USAGE_CPU_TO_GPU, 256, 256>> _data;
     std::vector<vesmo::vk::MappedBuffer<uint32_t, VMA_MEMORY_USAGE_CPU_TO_GPU, 256, 16>> _slotSamplers;
-    std::vector<VkImageView> _boundViews;   // scratch for WriteDescriptors, sized once
-    std::vector<VkSampler> _boundSamplers;  // scratch
+    uint32_t _frameIndexForWrite = 0;
+    std::vector<VkDescriptorImageInfo> _imageInfos;   // scratch for WriteDescriptors, sized once
+    std::vector<VkDescriptorImageInfo> _samplerInfos; // scratch
+    std::vector<VkSampler> _boundSamplers;            // scratch
     bool _imgui = false;
     bool _imguiStarted = false;
     VkDescriptorPool _imguiPool = VK_NULL_HANDLE;

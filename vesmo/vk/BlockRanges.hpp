@@ -10,6 +10,7 @@
 //
 // Not thread-safe; MemoryAllocator holds the lock.
 
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 

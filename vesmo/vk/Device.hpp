@@ -85,8 +85,7 @@ public:
 
     // Names an object for validation messages and debuggers (a no-op without VK_EXT_debug_utils).
     void SetName(VkObjectType type, uint64_t handle, const std::string& name) const;
-    template <typename Handle>
-    void SetName(VkObjectType type, Handle handle, const std::string& name) const {
+    template <typename Handle> void SetName(VkObjectType type, Handle handle, const std::string& name) const {
         SetName(type, reinterpret_cast<uint64_t>(handle), name);
     }
     // Command labels around recorded work (no-ops without VK_EXT_debug_utils).
@@ -107,7 +106,8 @@ private:
     PhysicalDevice::Features _enabled;
     std::vector<std::string> _dropped;
     std::unique_ptr<MemoryAllocator> _memory;
-    std::mutex _queueMutex; // guards _queue and _runPool
+    std::mutex _queueMutex; // guards _queue
+    std::mutex _runMutex;   // guards _runPool (CommandBuffer::Run)
     VkCommandPool _runPool = VK_NULL_HANDLE;
     PFN_vkSetDebugUtilsObjectNameEXT _setName = nullptr;
     PFN_vkCmdBeginDebugUtilsLabelEXT _beginLabel = nullptr;

@@ -68,8 +68,7 @@ public:
     GraphicsPipeline(Device* device, const PipelineLayout& layout, const std::string& shader,
                      const Renderpass& renderpass, const Description& description = {});
     GraphicsPipeline(Device* device, const PipelineLayout& layout, const Shader& vertex, const Shader& fragment,
-                     const Renderpass& renderpass, const Description& description = {},
-                     const std::string& name = {});
+                     const Renderpass& renderpass, const Description& description = {}, const std::string& name = {});
 
     GraphicsPipeline(GraphicsPipeline&&) noexcept = default;
     GraphicsPipeline& operator=(GraphicsPipeline&&) noexcept = default;

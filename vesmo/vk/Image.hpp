@@ -24,8 +24,7 @@ class Image {
 public:
     Image() = default;
     Image(Device* device, uint32_t width, uint32_t height, VkFormat format, VkImageUsageFlags usage,
-          const std::string& name = {}, VmaMemoryUsage memoryUsage = VMA_MEMORY_USAGE_GPU_ONLY,
-          uint32_t mipLevels = 1);
+          const std::string& name = {}, VmaMemoryUsage memoryUsage = VMA_MEMORY_USAGE_GPU_ONLY, uint32_t mipLevels = 1);
     ~Image();
 
     Image(Image&& other) noexcept;

@@ -39,8 +39,7 @@ public:
 private:
     static VKAPI_ATTR VkBool32 VKAPI_CALL OnMessage(VkDebugUtilsMessageSeverityFlagBitsEXT severity,
                                                     VkDebugUtilsMessageTypeFlagsEXT types,
-                                                    const VkDebugUtilsMessengerCallbackDataEXT* data,
-                                                    void* self);
+                                                    const VkDebugUtilsMessengerCallbackDataEXT* data, void* self);
 
     VkInstance _instance = VK_NULL_HANDLE;
     VkDebugUtilsMessengerEXT _messenger = VK_NULL_HANDLE;

@@ -47,8 +47,7 @@ public:
     MappedBuffer() = default;
     // `count` records, zeroed. `usage` is the VkBufferUsageFlags the records are read with (storage,
     // acceleration structure input, ...); device address and transfers are always added.
-    MappedBuffer(Device* device, size_t count, VkBufferUsageFlags usage, const std::string& name = {})
-        : _count(count) {
+    MappedBuffer(Device* device, size_t count, VkBufferUsageFlags usage, const std::string& name = {}) : _count(count) {
         VESMO_ASSERT(count > 0);
         const size_t bytes = (count * sizeof(T) + Granule - 1) / Granule * Granule;
         _buffer = Buffer(device, bytes, usage, Usage, Alignment, name, true);

@@ -38,8 +38,8 @@ struct Allocation {
     VkDeviceSize size = 0;
     void* mapped = nullptr; // host address of the piece, when host-visible
     uint32_t memoryType = 0;
-    bool coherent = true;   // false: host writes need Flush
-    int32_t block = -1;     // index of the block; -1 for a dedicated memory object
+    bool coherent = true; // false: host writes need Flush
+    int32_t block = -1;   // index of the block; -1 for a dedicated memory object
     explicit operator bool() const { return memory != VK_NULL_HANDLE; }
 };
 
@@ -63,11 +63,11 @@ public:
     void Flush(const Allocation& allocation, VkDeviceSize offset, VkDeviceSize size);
 
     struct Stats {
-        uint32_t blocks = 0;           // block memory objects
-        uint32_t dedicated = 0;        // memory objects of their own
-        uint64_t reservedBytes = 0;    // all memory objects together
-        uint64_t allocatedBytes = 0;   // pieces handed out
-        uint32_t allocations = 0;      // pieces handed out
+        uint32_t blocks = 0;         // block memory objects
+        uint32_t dedicated = 0;      // memory objects of their own
+        uint64_t reservedBytes = 0;  // all memory objects together
+        uint64_t allocatedBytes = 0; // pieces handed out
+        uint32_t allocations = 0;    // pieces handed out
     };
     Stats GetStats() const;
 
@@ -84,7 +84,7 @@ private:
     VkDeviceMemory AllocateMemory(uint32_t type, VkDeviceSize size, void** mapped);
 
     Device& _device;
-    mutable std::mutex _mutex; // guards everything below
+    mutable std::mutex _mutex;  // guards everything below
     std::vector<Block> _blocks; // a freed block leaves an empty slot, reused by the next one
     Stats _stats;
 };

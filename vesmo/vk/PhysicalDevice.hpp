@@ -22,7 +22,7 @@
 // VkPhysicalDeviceRayQueryFeaturesKHR.rayQuery"). Device::Enabled() tells what was granted.
 //
 // The engine always adds what it needs itself (Vulkan 1.3, bufferDeviceAddress, synchronization2,
-// dynamicRendering, timelineSemaphore, shaderSampledImageArrayDynamicIndexing); a device without those is
+// dynamicRendering, timelineSemaphore); a device without those is
 // no usable device (NoDeviceError).
 //
 // VkPhysicalDevice16BitStorageFeatures repeats members of VkPhysicalDeviceVulkan11Features; the engine

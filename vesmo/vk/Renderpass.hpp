@@ -63,7 +63,7 @@ public:
 
 private:
     Device* _device = nullptr;
-    VkRenderPass _renderpass = VK_NULL_HANDLE; // loads colour
+    VkRenderPass _renderpass = VK_NULL_HANDLE;   // loads colour
     VkRenderPass _clearingPass = VK_NULL_HANDLE; // clears colour; compatible with _renderpass
     VkFormat _format = VK_FORMAT_UNDEFINED;
     uint32_t _width = 0, _height = 0;

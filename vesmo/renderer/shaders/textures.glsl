@@ -44,8 +44,18 @@ layout(set = 0, binding = 3, std430) readonly buffer VesmoTextureSamplers {
     uint textureSamplers[];
 };
 
+// The sampler is chosen by a switch, so that its array is only ever indexed by constants: devices without
+// dynamic indexing of descriptor arrays (lavapipe) read them right.
+#define VESMO_SAMPLE_WITH(n) case n: return texture(sampler2D(textures[index], samplers[n]), uv)
 vec4 SampleTexture(uint index, vec2 uv) {
-    return texture(sampler2D(textures[index], samplers[textureSamplers[index]]), uv);
+    switch (textureSamplers[index]) {
+        VESMO_SAMPLE_WITH(1); VESMO_SAMPLE_WITH(2); VESMO_SAMPLE_WITH(3); VESMO_SAMPLE_WITH(4);
+        VESMO_SAMPLE_WITH(5); VESMO_SAMPLE_WITH(6); VESMO_SAMPLE_WITH(7); VESMO_SAMPLE_WITH(8);
+        VESMO_SAMPLE_WITH(9); VESMO_SAMPLE_WITH(10); VESMO_SAMPLE_WITH(11); VESMO_SAMPLE_WITH(12);
+        VESMO_SAMPLE_WITH(13); VESMO_SAMPLE_WITH(14); VESMO_SAMPLE_WITH(15);
+        default: return texture(sampler2D(textures[index], samplers[0]), uv);
+    }
 }
+#undef VESMO_SAMPLE_WITH
 
 #endif
