@@ -24,7 +24,8 @@ using vesmo::renderer::VesmoRenderer;
 VesmoRenderer* Renderer() {
     static std::unique_ptr<VesmoRenderer> renderer = [] {
         try {
-            auto made = std::make_unique<VesmoRenderer>(nullptr, "bench", VulkanRenderer::DEVICE, vesmo::vk::PhysicalDevice::Features{}, false);
+            auto made = std::make_unique<VesmoRenderer>(nullptr, "bench", VulkanRenderer::DEVICE,
+                                                        vesmo::vk::PhysicalDevice::Features{}, false);
             made->StartRendering();
             return made;
         } catch (const vesmo::vk::NoDeviceError&) {
