@@ -150,7 +150,8 @@ TEST_F(Overlay, TheCrosshairAndTheCollidersOfACrateYardFromTheServerSide) {
 
     // The crosshair: white points on the four arms around the centre, a gap in the middle.
     const int cx = kWidth / 2, cy = kHeight / 2;
-    for (const auto& [dx, dy] : {std::pair{6, 0}, {-7, 0}, {0, 10}, {0, -5}}) {
+    const std::pair<int, int> arms[] = {{6, 0}, {-7, 0}, {0, 10}, {0, -5}};
+    for (const auto& [dx, dy] : arms) {
         const Rgba p = PixelAt(*picture, cx + dx, cy + dy);
         EXPECT_GE(p.r, 229) << dx << ", " << dy;
         EXPECT_GE(p.g, 229) << dx << ", " << dy;
