@@ -313,7 +313,7 @@ struct PlacedBox {
     }
 };
 
-constexpr size_t kMaxBoxAxes = 2 * kMaxNormals + 13 * 13 + 3; // and room to pad to a multiple of 4
+constexpr size_t kMaxBoxAxes = 2 * kMaxNormals + 13 * 13 + 7; // and room to pad to a multiple of 8
 
 // Axes by coordinate, so that the estimates run as one loop over all of them.
 struct AxisTable {
@@ -342,11 +342,11 @@ EstimateOverlaps(AxisTable& axes, size_t begin, const PlacedBox& a, const Placed
 }
 
 // The least estimate of the table, NaN estimates left out. Four running minima side by side, so that the
-// comparisons do not wait for each other.
+// comparisons do not wait for each other. Pads the table with infinities to a multiple of 8.
 __attribute__((target_clones("avx512f", "avx2", "default"))) double LeastEstimate(AxisTable& axes) {
     constexpr double kInfinity = std::numeric_limits<double>::infinity();
     size_t end = axes.count;
-    while (end % 4 != 0)
+    while (end % 8 != 0)
         axes.estimate[end++] = kInfinity;
     double lanes[4] = {kInfinity, kInfinity, kInfinity, kInfinity};
     for (size_t k = 0; k < end; k += 4)
@@ -433,11 +433,20 @@ bool BoxCollision(const ConvexMeshCollider& a, const glm::dmat4& transformA, con
     const WorldHull hullA(a, transformA), hullB(b, transformB);
     double best = kLargestDouble;
     glm::dvec3 bestAxis(0.0);
-    for (size_t k = 0; k < axes.count; ++k) {
-        if (axes.estimate[k] > threshold)
+    // Blocks of eight estimates are passed over with one well-predicted branch: candidates are few. The
+    // table is padded with infinities to a multiple of 8 (LeastEstimate).
+    for (size_t block = 0; block < axes.count; block += 8) {
+        bool any = false;
+        for (size_t k = block; k < block + 8; ++k)
+            any |= !(axes.estimate[k] > threshold);
+        if (!any)
             continue;
-        if (!TestAxis(hullA, hullB, {axes.x[k], axes.y[k], axes.z[k]}, best, bestAxis))
-            return true;
+        for (size_t k = block; k < std::min(block + 8, axes.count); ++k) {
+            if (axes.estimate[k] > threshold)
+                continue;
+            if (!TestAxis(hullA, hullB, {axes.x[k], axes.y[k], axes.z[k]}, best, bestAxis))
+                return true;
+        }
     }
     result = Finish(a, transformA, centerA, hullA, b, transformB, centerB, hullB, best, bestAxis);
     return true;
