@@ -1,6 +1,7 @@
 #include "game/graphics/GameRenderer.hpp"
 
 #include "game/Game.hpp"
+#include "game/graphics/ui/Panels.hpp"
 #include "game/modular/Families.hpp"
 
 #include <imgui.h>
@@ -74,7 +75,11 @@ void GameRenderer::FrameUpdateDescriptorSets() { WalkAll(&GameModTable::Renderer
 void GameRenderer::FrameBeforePost() { WalkAll(&GameModTable::Renderer_FrameBeforePost); }
 // The settings, the render flags and the world origin join this step with the rendering work.
 void GameRenderer::FrameInit() { WalkAll(&GameModTable::Renderer_FrameInit); }
-void GameRenderer::FrameUpdateUi() { WalkSorted("ui", &GameModTable::Renderer_FrameUpdateUi); }
+// The game's own panels first, then the modules' windows over them.
+void GameRenderer::FrameUpdateUi() {
+    ui::Panels::Draw();
+    WalkSorted("ui", &GameModTable::Renderer_FrameUpdateUi);
+}
 void GameRenderer::FrameBeforeUpdate() { WalkSorted("update", &GameModTable::Renderer_FrameBeforeUpdate); }
 void GameRenderer::FrameUpdate() { WalkSorted("update", &GameModTable::Renderer_FrameUpdate); }
 void GameRenderer::FrameAfterUpdate() { WalkSorted("update", &GameModTable::Renderer_FrameAfterUpdate); }
