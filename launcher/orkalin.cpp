@@ -264,7 +264,7 @@ void MainLoop(Client& c) {
 void InputLoop(Client& c) {
     const auto period = std::chrono::microseconds(1000000 / 120);
     Clock::time_point next = Clock::now(), escapeSince{};
-    bool escapeDown = false, f12Down = false, wasUi = true;
+    bool escapeDown = false, f12Down = false, panelsTookCursor = false;
     try {
         while (Game::isActive.load()) {
             const double cpu = client::ThreadCpuSeconds();
@@ -282,10 +282,10 @@ void InputLoop(Client& c) {
             if (c.playing.load()) {
                 if (panels && Game::_inputMode == Game::InputMode_Play) {
                     Game::SetInputMode_Ui();
-                    wasUi = false;
-                } else if (!panels && !wasUi && Game::_inputMode == Game::InputMode_Ui) {
+                    panelsTookCursor = true;
+                } else if (!panels && panelsTookCursor) {
                     Game::SetInputMode_Play();
-                    wasUi = true;
+                    panelsTookCursor = false;
                 }
             }
 
