@@ -1,5 +1,7 @@
 #include "game/graphics/GameRenderer.hpp"
 
+#include "game/graphics/RenderableInstance.hpp"
+
 #include "game/Game.hpp"
 #include "game/modular/Families.hpp"
 
@@ -118,7 +120,15 @@ void GameRenderer::Frame() {
 }
 
 void GameRenderer::Cleanup() {
-    // Render instances, light sources, textures and the aim join this with the rendering work.
+    {
+        std::unique_lock lock(RenderableInstance::_sharedObjectsMutex);
+        RenderableInstance::_sharedObjects.clear();
+    }
+    {
+        std::unique_lock lock(LightSourceInstance::_sharedObjectsMutex);
+        LightSourceInstance::_sharedObjects.clear();
+    }
+    // Textures and the aim join this with the rendering work.
     CollectAllTrash();
 }
 
