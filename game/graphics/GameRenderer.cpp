@@ -1,6 +1,7 @@
 #include "game/graphics/GameRenderer.hpp"
 
 #include "game/Assert.hpp"
+#include "game/graphics/RenderableInstance.hpp"
 #include "game/Game.hpp"
 #include "game/entity/ServerSideEntity.hpp"
 #include "game/graphics/ui/Panels.hpp"
@@ -571,8 +572,14 @@ int GameRenderer::TakeScreenshot(const std::string& path) {
 }
 
 void GameRenderer::Cleanup() {
-    // The render instances and light sources (each class's _sharedObjects, emptied under its exclusive
-    // lock) are dropped here first once they are in the library.
+    {
+        std::unique_lock lock(RenderableInstance::_sharedObjectsMutex);
+        RenderableInstance::_sharedObjects.clear();
+    }
+    {
+        std::unique_lock lock(LightSourceInstance::_sharedObjectsMutex);
+        LightSourceInstance::_sharedObjects.clear();
+    }
     ClearTextures();
     aim = AimReference{};
     for (DebugBuffers& buffers : _debugBuffers) {
