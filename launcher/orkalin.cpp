@@ -3,7 +3,7 @@
 // the world's files are the dedicated server's, so a world opens in either.
 //
 // Working directory: the run directory (build/game/), or --game-dir. From there modules are
-// modules/<Name>/<Name>.<Family>.so, the settings file is ../Orkalin-data/settings.ini and worlds are under
+// modules/<Name>/<Name>.<Family>.so, the settings file is ../Orkalin-data/settings.conf and worlds are under
 // ../Orkalin-data/server/worlds/.
 //
 // Threads and rates (the four loops of a game run):
@@ -12,7 +12,7 @@
 //   main        Game::Update and Game::ClientUpdate once per rendered frame (it waits for the next frame,
 //               or 1/30 s at most)
 //   input       Game::InputUpdate and, by the input mode, InputUpdate_Play or InputUpdate_Station at 120 Hz;
-//               also the panels' keys, F12 (screenshot) and a two-second ESCAPE (quit)
+//               also the panels' keys and a two-second ESCAPE (quit); the renderer polls F12 (screenshot)
 //   server      Game::ServerUpdate at the world's tick rate (60 Hz, 4 physics sub-steps by default), once
 //               "PLAY" has loaded the world
 // GLFW wants its calls on the main thread, and ImGui's GLFW backend reads the window in its new frame:
@@ -58,7 +58,6 @@ using game::modular::GAME_Init;
 using game::modular::GAME_Mod;
 
 constexpr int kKeyEscape = 256;
-constexpr int kKeyF12 = 301;
 
 std::atomic<bool> g_stopRequested{false};
 void OnStopSignal(int) { g_stopRequested.store(true); }
@@ -67,7 +66,7 @@ struct Options {
     std::string world = "demo";
     std::vector<std::string> modules; // for a new world; default Planet
     std::string gameDir;
-    std::string settings = "../Orkalin-data/settings.ini";
+    std::string settings = "../Orkalin-data/settings.conf";
     std::string screenshot;
     long long frames = -1; // frames of the playing world, then quit; -1: until quit
     int width = 1280;
@@ -92,7 +91,7 @@ void PrintHelp() {
         "\n"
         "Run it with build/game/ as the working directory (or give --game-dir). From there, modules are\n"
         "  modules/<Name>/<Name>.GAME_Init.so, .GAME_Mod.so, .SERVER_Mod.so\n"
-        "the settings file is ../Orkalin-data/settings.ini and worlds are in ../Orkalin-data/server/worlds/.\n"
+        "the settings file is ../Orkalin-data/settings.conf and worlds are in ../Orkalin-data/server/worlds/.\n"
         "\n"
         "Keys: the bindings of the settings file move the free camera (W A S D, SPACE up, LEFT_CONTROL down,\n"
         "the mouse looks); F1 settings, F3 overlays, F4 admin panel, F7 debug window, F12 screenshot (into\n"
@@ -102,7 +101,7 @@ void PrintHelp() {
         "  --world NAME        the world that PLAY opens (default demo)\n"
         "  --modules A,B       the modules of a new world (default Planet)\n"
         "  --game-dir DIR      the run directory (default: the working directory)\n"
-        "  --settings PATH     the settings file (default ../Orkalin-data/settings.ini)\n"
+        "  --settings PATH     the settings file (default ../Orkalin-data/settings.conf)\n"
         "  --size WxH          the window's (or the offscreen image's) size (default 1280x720)\n"
         "  --offscreen         no window: render into an image (also chosen when there is no display)\n"
         "  --play              press PLAY at once\n"
@@ -208,7 +207,6 @@ struct Client {
 
     std::atomic<bool> playRequested{false}; // PLAY was pressed: the server loop loads the world
     std::atomic<bool> playing{false};       // the world is loaded and ticking
-    std::atomic<bool> screenshotRequested{false};
     std::atomic<int> exitCode{kExitOk};
 
     std::mutex frameMutex;
@@ -220,14 +218,6 @@ void Fail(Client& c, int code) {
     int expected = kExitOk;
     c.exitCode.compare_exchange_strong(expected, code);
     Game::Quit();
-}
-
-std::string ScreenshotPath() {
-    const std::time_t now = std::time(nullptr);
-    char name[64];
-    std::strftime(name, sizeof name, "screenshot-%Y%m%d-%H%M%S.png", std::localtime(&now));
-    std::filesystem::create_directories("../Orkalin-data/screenshots");
-    return std::string("../Orkalin-data/screenshots/") + name;
 }
 
 // ---- the main loop
@@ -264,7 +254,7 @@ void MainLoop(Client& c) {
 void InputLoop(Client& c) {
     const auto period = std::chrono::microseconds(1000000 / 120);
     Clock::time_point next = Clock::now(), escapeSince{};
-    bool escapeDown = false, f12Down = false, panelsTookCursor = false;
+    bool escapeDown = false, panelsTookCursor = false;
     try {
         while (Game::isActive.load()) {
             const double cpu = client::ThreadCpuSeconds();
@@ -300,10 +290,6 @@ void InputLoop(Client& c) {
                 Game::Quit();
             }
             escapeDown = escape;
-            const bool f12 = Game::window && Game::window->GetKey(kKeyF12);
-            if (f12 && !f12Down)
-                c.screenshotRequested = true;
-            f12Down = f12;
             Game::inputFramerate.Tick();
             if (c.stats.measuring.load())
                 c.stats.inputCpuNanoseconds += static_cast<uint64_t>(1e9 * (client::ThreadCpuSeconds() - cpu));
@@ -424,7 +410,7 @@ void RenderLoop(Client& c, vesmo::graphics::GlfwWindow* glfwWindow) {
             }
             if (c.options.frames > 0 && static_cast<long long>(playFrames) >= c.options.frames) {
                 if (!c.options.screenshot.empty()) {
-                    if (c.renderer->SaveOutputImage(c.options.screenshot))
+                    if (c.renderer->TakeScreenshot(c.options.screenshot))
                         std::printf("orkalin: screenshot in %s\n",
                                     std::filesystem::absolute(c.options.screenshot).lexically_normal().c_str());
                     else {
@@ -434,14 +420,6 @@ void RenderLoop(Client& c, vesmo::graphics::GlfwWindow* glfwWindow) {
                 }
                 Game::Quit();
             }
-        }
-        if (c.screenshotRequested.exchange(false)) {
-            const std::string path = ScreenshotPath();
-            if (c.renderer->SaveOutputImage(path))
-                std::printf("orkalin: screenshot in %s\n", std::filesystem::absolute(path).lexically_normal().c_str());
-            else
-                std::fprintf(stderr, "orkalin: could not write %s\n", path.c_str());
-            std::fflush(stdout);
         }
         const int limit = Game::settings->framerate_limit_main_rendering;
         if (limit > 0)

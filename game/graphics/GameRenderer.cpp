@@ -107,7 +107,7 @@ bool OverridesPush(const vesmo::graphics::Texture& texture) {
             std::memcpy(&encoded, &push, sizeof(encoded));
             GAME_ASSERT_TEXT((encoded & 1) != 0, "virtual member function");
             slot = (encoded - 1) / sizeof(void*);
-            const vesmo::graphics::Texture plain(1, 1, {});
+            const vesmo::graphics::Texture plain(1, 1, std::vector<uint8_t>{});
             body = (*reinterpret_cast<const void* const* const*>(&plain))[slot];
         }
     };

@@ -3,7 +3,7 @@
 // draws the ground, the sea and every entity with a raster pass (PlanetPass.hpp) through the renderer's
 // hooks. A free camera flies over it, driven by the avatar's bindings: the translate keys move it, jump and
 // crouch lift and lower it, sprint makes it faster, and the mouse looks around while the cursor is
-// captured. The crosshair marks the middle of the screen while the world plays.
+// captured.
 //
 // Threads: poses are taken and eased on the main loop (Game_Update), the camera is moved on the input loop
 // (Input_Update_Play), and the pass is recorded on the render thread. Each hand-over is a small struct or
@@ -21,7 +21,6 @@
 
 #include <glm/gtc/matrix_transform.hpp>
 #include <glm/gtc/quaternion.hpp>
-#include <imgui.h>
 
 #include <algorithm>
 #include <cmath>
@@ -245,7 +244,12 @@ PLANET_EXPORT void Renderer_FrameInit() {
     g_matrices.position = camera.position;
     g_matrices.view = view;
     g_matrices.projection = projection;
-    renderer->inverseViewMatrix = glm::translate(glm::dmat4(1.0), camera.position) * glm::inverse(view);
+    // The renderer's camera: its world transform, and the engine's matrices relative to the world origin.
+    const glm::dmat4 rotation = glm::inverse(view);
+    const glm::dvec3 origin(renderer->originPosition);
+    renderer->cameraTransform = glm::translate(glm::dmat4(1.0), camera.position) * rotation;
+    renderer->originReferenceTransform = glm::translate(glm::dmat4(1.0), origin);
+    renderer->inverseViewMatrix = glm::translate(glm::dmat4(1.0), camera.position - origin) * rotation;
     renderer->projectionMatrix = projection;
 }
 
@@ -257,19 +261,6 @@ PLANET_EXPORT void Renderer_FrameRenderCommands(VkCommandBuffer commandBuffer) {
         g_drawFresh = false;
     }
     g_pass.Record(commandBuffer, Game::renderer, g_matrices, g_drawFront);
-}
-
-PLANET_EXPORT void Renderer_FrameUpdateUi() {
-    if (!g_worldBuilt || !Game::uiVisible || Game::_inputMode != Game::InputMode_Play)
-        return;
-    ImDrawList* draw = ImGui::GetForegroundDrawList();
-    const ImVec2 size = ImGui::GetMainViewport()->Size;
-    const ImVec2 c(0.5f * size.x, 0.5f * size.y);
-    const ImU32 color = IM_COL32(255, 255, 255, 220);
-    draw->AddLine(ImVec2(c.x - 9, c.y), ImVec2(c.x - 3, c.y), color, 2.0f);
-    draw->AddLine(ImVec2(c.x + 3, c.y), ImVec2(c.x + 9, c.y), color, 2.0f);
-    draw->AddLine(ImVec2(c.x, c.y - 9), ImVec2(c.x, c.y - 3), color, 2.0f);
-    draw->AddLine(ImVec2(c.x, c.y + 3), ImVec2(c.x, c.y + 9), color, 2.0f);
 }
 
 // The hooks keep the signatures the library calls them with.

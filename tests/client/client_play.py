@@ -141,14 +141,14 @@ def main():
         time.sleep(0.3)
         # The main menu's picture, then PLAY.
         xdotool("key", "F12")
-        menu_shot = client.wait_for(r"orkalin: screenshot in (\S+)").group(1)
-        keep_picture(menu_shot, picture_dir, "client-menu.png")
+        menu_shot = client.wait_for(r"Screenshot: (\S+)").group(1)
+        keep_picture(os.path.join(game, menu_shot), picture_dir, "client-menu.png")
         click_rect(window, play)
         client.wait_for(r"world 'demo' \(new\) playing")
         client.wait_for(r"frame (1[2-9]\d|[2-9]\d\d|\d{4,}) of play", timeout=300)
         xdotool("key", "F12")
-        world_shot = client.wait_for(r"orkalin: screenshot in (\S+)").group(1)
-        picture = keep_picture(world_shot, picture_dir, "client-world.png")
+        world_shot = client.wait_for(r"Screenshot: (\S+)").group(1)
+        picture = keep_picture(os.path.join(game, world_shot), picture_dir, "client-world.png")
 
         # Settings: F1, the preset combo, its second entry.
         xdotool("key", "F1")
@@ -183,7 +183,7 @@ def main():
         if not os.path.exists(os.path.join(world, "world.conf")) or len(states) < 20:
             fail(f"world files: {len(states)} entity files")
 
-        settings = open(os.path.join(data, "settings.ini")).read()
+        settings = open(os.path.join(data, "settings.conf")).read()
         preset = re.search(r"graphics_preset\s*=\s*(-?\d+)", settings)
         if not preset or preset.group(1) != "1":
             fail(f"graphics_preset in the settings file: {preset.group(1) if preset else 'missing'}")

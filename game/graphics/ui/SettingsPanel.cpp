@@ -22,24 +22,6 @@ namespace {
 
 using Binding = vesmo::filesystem::ConfigFile::InputBinding;
 
-// The quality presets, by graphics_preset; each sets upscaling_quality_setting and final_upscale (-1:
-// kept as the user set them).
-struct Preset {
-    const char* name;
-    int quality;
-    float finalUpscale;
-};
-constexpr Preset kPresets[] = {
-    {"Custom Graphics Settings (I want to tweak everything myself!)", -1, -1.0f},
-    {"FAST FAST (I don't care about graphics at all, Just give me them frames!)", 1, 2.0f},
-    {"Low quality (recommended for lower end RTX GPUs)", 1, 1.5f},
-    {"Medium quality (recommended for most RTX GPUs)", 1, 0.0f},
-    {"Good quality (recommended for high end RTX GPUs)", 1, 0.0f},
-    {"High quality (only for RTX 4090)", 2, 1.0f},
-    {"Ultra quality (that GPU is not out yet)", 3, 1.0f},
-};
-constexpr int kPresetCount = static_cast<int>(sizeof kPresets / sizeof kPresets[0]);
-
 constexpr const char* kUpscalingAlgos[] = {"auto", "TAA", "NONE"};
 
 constexpr const char* kResolutions[] = {
@@ -144,13 +126,11 @@ bool Changed(bool changed) {
     return changed;
 }
 
+// Through the renderer's presets, which set the quality settings they name.
 void ApplyPreset(int index) {
-    GameSettings& s = *Game::settings;
-    s.graphics_preset = index;
-    if (index > 0 && index < kPresetCount) {
-        s.upscaling_quality_setting = kPresets[index].quality;
-        s.final_upscale = kPresets[index].finalUpscale;
-    }
+    Game::settings->graphics_preset = index;
+    if (Game::renderer)
+        Game::renderer->ConfigureSettingsFromPreset();
     Save();
 }
 
@@ -160,13 +140,14 @@ void DrawGraphicsTab() {
     ImGui::Separator();
     ImGui::TextUnformatted("Performance / Quality");
     const int preset = s.graphics_preset;
-    const char* current = preset >= 0 && preset < kPresetCount ? kPresets[preset].name : "";
+    const int presetCount = Game::renderer ? static_cast<int>(Game::renderer->graphicsPresets.size()) : 0;
+    const char* current = preset >= 0 && preset < presetCount ? Game::renderer->graphicsPresets[preset] : "";
     ImGui::SetNextItemWidth(-1.0f);
     const bool open = ImGui::BeginCombo("##Performance/Quality", current);
     Panels::TraceItem("settings:##Performance/Quality");
     if (open) {
-        for (int i = 0; i < kPresetCount; ++i) {
-            if (ImGui::Selectable(kPresets[i].name, i == preset))
+        for (int i = 0; i < presetCount; ++i) {
+            if (ImGui::Selectable(Game::renderer->graphicsPresets[i], i == preset))
                 ApplyPreset(i);
             char name[48];
             std::snprintf(name, sizeof name, "settings:preset:%d", i);
