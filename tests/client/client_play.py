@@ -66,15 +66,40 @@ class Client:
         fail(f"no /{pattern}/ within {timeout} s")
 
 
+    def settled(self, pattern, settle=2.5, timeout=120):
+        """The last line matching `pattern` once no new match came for `settle` seconds (a popup places
+        itself a frame after it opens)."""
+        match = self.wait_for(pattern, timeout)
+        regex = re.compile(pattern)
+        while True:
+            try:
+                line = self.lines.get(timeout=settle)
+            except queue.Empty:
+                return match
+            if line is None:
+                fail("orkalin ended while a control was being placed")
+            match = regex.search(line) or match
+
+
 def xdotool(*args):
     subprocess.run(["xdotool", *args], check=True)
+
+
+def press(key, seconds=2.0):
+    """Holds a key long enough for a frame to see it: the game polls keys, at the frame rate for F12."""
+    xdotool("keydown", key)
+    time.sleep(seconds)
+    xdotool("keyup", key)
 
 
 def click_rect(window, match):
     x, y, w, h = (float(v) for v in match.groups()[-4:])
     xdotool("mousemove", "--window", window, str(int(x + w / 2)), str(int(y + h / 2)))
-    time.sleep(0.2)
-    xdotool("click", "1")
+    time.sleep(0.3)
+    # Held through a frame or two: the menu and the panels see the button at the frame rate.
+    xdotool("mousedown", "1")
+    time.sleep(1.5)
+    xdotool("mouseup", "1")
 
 
 def keep_picture(source, folder, name):
@@ -117,9 +142,11 @@ def offscreen(orkalin, run_dir, picture_dir):
 def main():
     args = sys.argv[1:]
     headless = args and args[0] == "--offscreen"
-    orkalin, run_dir, picture_dir = args[1:4] if headless else args[0:3]
-    check = subprocess.run([os.path.join(os.path.dirname(orkalin), "vesmo-vkcheck")], capture_output=True, text=True)
-    if check.returncode != 0:
+    orkalin, run_dir, picture_dir = (os.path.abspath(a) for a in (args[1:4] if headless else args[0:3]))
+    orkalin = os.path.abspath(orkalin)
+    vkcheck = os.path.join(os.path.dirname(orkalin), "vesmo-vkcheck")
+    check = subprocess.run([vkcheck], capture_output=True, text=True) if os.path.exists(vkcheck) else None
+    if check and check.returncode != 0:
         print(f"SKIP: {check.stdout.strip() or check.stderr.strip()}")
         return SKIP
     if headless:
@@ -140,22 +167,22 @@ def main():
         xdotool("windowfocus", window)
         time.sleep(0.3)
         # The main menu's picture, then PLAY.
-        xdotool("key", "F12")
+        press("F12")
         menu_shot = client.wait_for(r"Screenshot: (\S+)").group(1)
         keep_picture(os.path.join(game, menu_shot), picture_dir, "client-menu.png")
         click_rect(window, play)
         client.wait_for(r"world 'demo' \(new\) playing")
         client.wait_for(r"frame (1[2-9]\d|[2-9]\d\d|\d{4,}) of play", timeout=300)
-        xdotool("key", "F12")
+        press("F12")
         world_shot = client.wait_for(r"Screenshot: (\S+)").group(1)
         picture = keep_picture(os.path.join(game, world_shot), picture_dir, "client-world.png")
 
         # Settings: F1, the preset combo, its second entry.
-        xdotool("key", "F1")
-        combo = client.wait_for(r"ui-rect settings:##Performance/Quality (\d+) (\d+) (\d+) (\d+)")
+        press("F1")
+        combo = client.settled(r"ui-rect settings:##Performance/Quality (\d+) (\d+) (\d+) (\d+)")
         time.sleep(0.5)
         click_rect(window, combo)
-        entry = client.wait_for(r"ui-rect settings:preset:1 (\d+) (\d+) (\d+) (\d+)")
+        entry = client.settled(r"ui-rect settings:preset:1 (\d+) (\d+) (\d+) (\d+)")
         time.sleep(0.5)
         click_rect(window, entry)
         time.sleep(1.0)
