@@ -78,11 +78,17 @@ bool g_drawFresh = false; // g_drawReady holds a list the render thread hasn't t
 planet::PlanetPass g_pass;
 planet::CameraMatrices g_matrices; // render thread
 
+// Looked up once per game run: the server part stays loaded from before Start to after Stop, and the
+// lookup builds a key string.
+planet::WorldView* g_worldView = nullptr;
+
 planet::WorldView* FindWorldView() {
+    if (g_worldView)
+        return g_worldView;
     game::modular::SERVER_Mod::Ptr server = game::modular::SERVER_Mod::GetModule("Planet");
-    if (!server || !server->ModuleGetCustomPtr)
-        return nullptr;
-    return reinterpret_cast<planet::GetWorldViewHook>(server->ModuleGetCustomPtr)();
+    if (server && server->ModuleGetCustomPtr)
+        g_worldView = reinterpret_cast<planet::GetWorldViewHook>(server->ModuleGetCustomPtr)();
+    return g_worldView;
 }
 
 glm::vec4 ColorOf(planet::Kind kind) {
@@ -178,6 +184,7 @@ void PublishDrawList() {
 PLANET_EXPORT int ModuleSort() { return 0; }
 
 PLANET_EXPORT void Game_Start() {
+    g_worldView = nullptr;
     g_entities.clear();
     g_posesSeen = 0;
     g_worldBuilt = false;
