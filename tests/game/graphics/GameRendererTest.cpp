@@ -255,7 +255,7 @@ namespace {
 // A texture whose Push does something: counts its calls.
 class CountingTexture : public vesmo::graphics::Texture {
 public:
-    CountingTexture() : Texture(1, 1, {255, 255, 255, 255}) {}
+    CountingTexture() : Texture(1, 1, std::vector<uint8_t>{255, 255, 255, 255}) {}
     void Push(VkCommandBuffer) override { ++pushes; }
     int pushes = 0;
 };
@@ -296,13 +296,13 @@ TEST_F(Renderer, ThePhysicsDebugListsChangeHandsOnlyWhileTheViewIsOn) {
     Game::debugServerSidePhysics = false;
     renderer->Frame();
     EXPECT_EQ(Game::physicsDebugLines_staging.size(), 1u);
-    EXPECT_TRUE(Game::physicsDebugCollidersUpdated);
+    EXPECT_TRUE(Game::physicsDebugCollidersUpdated.load());
 
     Game::debugServerSidePhysics = true;
     renderer->Frame();
     EXPECT_EQ(Game::physicsDebugLines_front.size(), 1u);
     EXPECT_TRUE(Game::physicsDebugLines_staging.empty());
-    EXPECT_FALSE(Game::physicsDebugCollidersUpdated);
+    EXPECT_FALSE(Game::physicsDebugCollidersUpdated.load());
     // Nothing new: the same lists draw again.
     renderer->Frame();
     EXPECT_EQ(Game::physicsDebugLines_front.size(), 1u);

@@ -30,7 +30,8 @@ constexpr game::entity::EnvironmentId kYard = 1;
 const glm::vec4 kClear(0.1f, 0.1f, 0.12f, 1.0f);
 const glm::vec4 kDynamic(1.0f, 0.55f, 0.1f, 1.0f); // the renderer's colour of dynamic colliders
 
-// One crate: a box collider of 1 x 1 x 1 m standing on its base.
+// One crate: a box collider of 1 x 1 x 1 m standing on its base. Config files are written Z-up and entities
+// are Y-up: in the entity's frame the crate fills x and z from -0.5 to 0.5 and y from 0 to 1.
 constexpr const char* kCrate = R"([ENTITY crate]
 mass 20
 
@@ -65,6 +66,7 @@ protected:
         // No air: only the crates' own colliders are published, none of aerodynamic surfaces.
         game::physics::SampleEnvironment ground;
         ground.airDensity = 0.0;
+        ground.up = {0.0, 1.0, 0.0};
         Game::_environmentFunctions[kYard] = ground.Function();
     }
     void TearDown() override {
@@ -102,6 +104,7 @@ TEST_F(Overlay, TheCrosshairAndTheCollidersOfACrateYardFromTheServerSide) {
     // Six crates in two rows on flat ground, one server tick with the debug view on.
     testing_support::WriteText(folder.File("crate.conf"), kCrate);
     auto config = std::make_shared<game::entity::EntityConfig>(folder.File("crate.conf"));
+    config->ReadConfig();
     std::vector<ServerSideEntity::Ptr> crates;
     for (int i = 0; i < 6; ++i) {
         const game::entity::Id id(0x54544e45u, 9000u + static_cast<uint64_t>(i));
@@ -109,7 +112,7 @@ TEST_F(Overlay, TheCrosshairAndTheCollidersOfACrateYardFromTheServerSide) {
         crate->deleteFilesOnDestroy = 0;
         crate->config = config;
         crate->InitNodes();
-        crate->position = {(i % 3 - 1) * 2.5, (i / 3) * 2.5, 0.0};
+        crate->position = {(i % 3 - 1) * 2.5, 0.0, -(i / 3) * 2.5};
         crate->physicsEnabled = 1;
         crate->isDynamic = 1;
         crate->environmentId = kYard;
@@ -119,9 +122,9 @@ TEST_F(Overlay, TheCrosshairAndTheCollidersOfACrateYardFromTheServerSide) {
     ServerSideEntity::PhysicsUpdate(1.0 / 60.0, 2);
     ASSERT_EQ(Game::physicsDebugColliders_staging.size(), 6u);
 
-    // The camera (engine's and game's alike) looks at the yard from the south, above; the origin stays at 0.
-    const glm::dvec3 eye(0.0, -7.0, 5.0), target(0.0, 1.25, 0.5);
-    const glm::dmat4 view = glm::lookAt(eye, target, glm::dvec3(0, 0, 1));
+    // The camera (engine's and game's alike) looks at the yard from the front, above; the origin stays at 0.
+    const glm::dvec3 eye(0.0, 5.0, 7.0), target(0.0, 0.5, -1.25);
+    const glm::dmat4 view = glm::lookAt(eye, target, glm::dvec3(0, 1, 0));
     glm::mat4 projection = glm::perspectiveRH_ZO(glm::radians(60.0f), float(kWidth) / kHeight, 0.1f, 100.0f);
     projection[1][1] *= -1.0f; // Vulkan's y points down
     renderer->cameraTransform = glm::inverse(view);
@@ -150,7 +153,8 @@ TEST_F(Overlay, TheCrosshairAndTheCollidersOfACrateYardFromTheServerSide) {
 
     // The crosshair: white points on the four arms around the centre, a gap in the middle.
     const int cx = kWidth / 2, cy = kHeight / 2;
-    for (const auto& [dx, dy] : {std::pair{6, 0}, {-7, 0}, {0, 10}, {0, -5}}) {
+    const std::pair<int, int> arms[] = {{6, 0}, {-7, 0}, {0, 10}, {0, -5}};
+    for (const auto& [dx, dy] : arms) {
         const Rgba p = PixelAt(*picture, cx + dx, cy + dy);
         EXPECT_GE(p.r, 229) << dx << ", " << dy;
         EXPECT_GE(p.g, 229) << dx << ", " << dy;
@@ -171,7 +175,7 @@ TEST_F(Overlay, TheCrosshairAndTheCollidersOfACrateYardFromTheServerSide) {
     int edges = 0;
     for (const ServerSideEntity::Ptr& crate : crates) {
         const glm::dvec3 p = crate->position;
-        const glm::dvec2 edge = toPixel(p + glm::dvec3(0.1, -0.5, 1.0));
+        const glm::dvec2 edge = toPixel(p + glm::dvec3(0.1, 1.0, 0.5));
         bool found = false;
         for (int y = -1; y <= 1 && !found; ++y)
             for (int x = -1; x <= 1 && !found; ++x) {
@@ -180,11 +184,11 @@ TEST_F(Overlay, TheCrosshairAndTheCollidersOfACrateYardFromTheServerSide) {
                         std::abs(e.b - Byte(kDynamic.b)) <= 2;
             }
         edges += found ? 1 : 0;
-        const glm::dvec2 face = toPixel(p + glm::dvec3(0.2, -0.5, 0.5));
+        const glm::dvec2 face = toPixel(p + glm::dvec3(0.2, 0.5, 0.5));
         const Rgba f = PixelAt(*picture, int(face.x), int(face.y));
         // At least one translucent layer of orange over the clear colour, never the opaque colour.
-        EXPECT_GT(f.r, Byte(kClear.r) + 40) << "crate at " << p.x << ", " << p.y;
-        EXPECT_LT(f.r, Byte(kDynamic.r) - 40) << "crate at " << p.x << ", " << p.y;
+        EXPECT_GT(f.r, Byte(kClear.r) + 40) << "crate at " << p.x << ", " << p.z;
+        EXPECT_LT(f.r, Byte(kDynamic.r) - 40) << "crate at " << p.x << ", " << p.z;
         EXPECT_LT(f.b, Byte(kClear.b) + 5);
     }
     EXPECT_EQ(edges, 6);
