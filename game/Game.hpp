@@ -24,12 +24,13 @@
 // it exclusively, so the steady state allocates nothing and never blocks a reader. Two writers of one
 // channel at once leave some mix of their texts: a channel has one writer by convention.
 
-#include "game/host/Config.hpp"
-#include "game/webview/ElectronWebview.hpp"
-#include "game/host/GameSettings.hpp"
 #include "game/entity/common.hpp"
 #include "game/graphics/ui/InventoryUi.hpp"
+#include "game/host/Config.hpp"
+#include "game/host/GameSettings.hpp"
+#include "game/physics/Debug.hpp"
 #include "game/physics/Environment.hpp"
+#include "game/webview/ElectronWebview.hpp"
 
 #include "vesmo/core/FPSCounter.hpp"
 #include "vesmo/core/SharedMutex.hpp"
@@ -69,19 +70,9 @@ class Game {
 public:
     Game() = delete;
 
-    // One collider of the physics debug overlay.
-    struct PhysicsColliderDebug {
-        game::entity::Id id;
-        game::entity::ConvexMeshCollider collider;
-        bool isDynamic = false; // dynamic or orbiting body; false for static ones
-    };
-    // One line of the physics debug overlay.
-    struct PhysicsLineDebug {
-        game::entity::Id id; // owning body, the parent on the parent line, zero on candidate lines
-        glm::dvec3 start{0.0};
-        glm::dvec3 end{0.0};
-        glm::vec4 color{1.0f};
-    };
+    // The physics debug overlay's records (game/physics/Debug.hpp).
+    using PhysicsColliderDebug = game::physics::DebugCollider;
+    using PhysicsLineDebug = game::physics::DebugLine;
 
     enum InputMode : uint8_t { InputMode_Ui = 0, InputMode_Play = 1, InputMode_Station = 2 };
 

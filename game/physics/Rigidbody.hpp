@@ -13,9 +13,9 @@
 //
 // Instantiated for game::entity::ServerSideEntity only.
 
-#include "game/Game.hpp"
 #include "game/entity/common.hpp"
 #include "game/physics/Collision.hpp"
+#include "game/physics/Debug.hpp"
 #include "game/physics/Environment.hpp"
 
 #include <glm/glm.hpp>
@@ -148,9 +148,12 @@ public:
     std::vector<Rigidbody<EntityT>*> staticCandidates;
     std::vector<AerodynamicSurface> aerodynamicSurfaces;
     std::vector<glm::dvec3> staticContactNormals, staticRelativeContactPoints;
+    // Whether the debug lines and colliders below are recorded this frame (Frame::Step sets it when someone
+    // watches).
+    bool recordsDebug = false;
     // Body frame. Contacts red, clear rays magenta, blocked rays black, aerodynamic forces cyan (drawn as
     // the acceleration they give, one metre per m/s²).
-    std::vector<Game::PhysicsLineDebug> debugLines;
+    std::vector<DebugLine> debugLines;
     std::vector<game::entity::ConvexMeshCollider> debugColliders;
     std::unordered_set<game::entity::Id> ignoredCollisions;
 

@@ -185,7 +185,7 @@ template <class EntityT> void DynamicRigidbody<EntityT>::CollisionDetection(doub
 }
 
 template <class EntityT> void DynamicRigidbody<EntityT>::AddDebugContactLine(const Collision& collision) {
-    if (!Game::debugServerSidePhysics)
+    if (!recordsDebug)
         return;
     const glm::dmat4 toBody = glm::inverse(this->GetTransform());
     debugLines.push_back({this->id,

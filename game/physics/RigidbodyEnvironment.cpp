@@ -166,7 +166,7 @@ bool DynamicRigidbody<EntityT>::TraceRay(const glm::dvec3& origin, const glm::dv
             break;
         }
     }
-    if (Game::debugServerSidePhysics)
+    if (recordsDebug)
         debugLines.push_back(
             {this->id, origin, origin + direction, blocked ? glm::vec4(0, 0, 0, 1) : glm::vec4(1, 0, 1, 1)});
     return blocked;
@@ -272,7 +272,7 @@ void DynamicRigidbody<EntityT>::AddSurfaces(const Collider& c, const glm::dmat4&
             made = true;
         }
     }
-    if (made && Game::debugServerSidePhysics) {
+    if (made && recordsDebug) {
         Collider copy = c;
         copy.transform = M;
         debugColliders.push_back(std::move(copy));
@@ -317,7 +317,7 @@ void DynamicRigidbody<EntityT>::InteractWithEnvironment(game::EnvironmentFunctio
                     drag *= limit / magnitude;
                 GAME_ASSERT(!std::isnan(drag.x) && !std::isnan(drag.y) && !std::isnan(drag.z));
                 ApplyImpulse(drag * deltaTime, surface.position);
-                if (Game::debugServerSidePhysics) {
+                if (recordsDebug) {
                     const glm::dmat3 toBody = glm::transpose(rotation);
                     const glm::dvec3 start = toBody * surface.position;
                     debugLines.push_back({this->id, start, start + toBody * (drag * invMass), {0, 1, 1, 1}});
