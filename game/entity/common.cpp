@@ -12,25 +12,23 @@ namespace game::entity {
 namespace {
 constexpr float kLargestFloat = std::numeric_limits<float>::max();
 constexpr double kLargestFloatWide = 3.4028234663852886e38;
+} // namespace
 
-// A box of 8 corners, 3 axis normals and 12 triangles: vertex i takes the high X when i & 4, the high Y
-// when i & 2 and the high Z when i & 1.
-void BuildBox(ConvexMeshCollider& collider, const glm::vec3& a, const glm::vec3& b) {
+void ConvexMeshCollider::SetBox(const glm::vec3& a, const glm::vec3& b) {
     const glm::vec3 lo = glm::min(a, b), hi = glm::max(a, b);
-    collider.vertexCount = 8;
+    vertexCount = 8;
     for (uint32_t i = 0; i < 8; ++i)
-        collider.vertices[i] = {(i & 4) ? hi.x : lo.x, (i & 2) ? hi.y : lo.y, (i & 1) ? hi.z : lo.z};
-    collider.normalCount = 3;
-    collider.faceNormals[0] = {1.0f, 0.0f, 0.0f};
-    collider.faceNormals[1] = {0.0f, 1.0f, 0.0f};
-    collider.faceNormals[2] = {0.0f, 0.0f, 1.0f};
+        vertices[i] = {(i & 4) ? hi.x : lo.x, (i & 2) ? hi.y : lo.y, (i & 1) ? hi.z : lo.z};
+    normalCount = 3;
+    faceNormals[0] = {1.0f, 0.0f, 0.0f};
+    faceNormals[1] = {0.0f, 1.0f, 0.0f};
+    faceNormals[2] = {0.0f, 0.0f, 1.0f};
     static constexpr uint16_t kTriangles[12][3] = {{0, 1, 2}, {1, 3, 2}, {4, 5, 6}, {5, 7, 6}, {0, 1, 4}, {1, 5, 4},
                                                    {2, 3, 6}, {3, 7, 6}, {0, 2, 4}, {2, 6, 4}, {1, 3, 5}, {3, 7, 5}};
-    collider.triangleCount = 12;
+    triangleCount = 12;
     for (int t = 0; t < 12; ++t)
-        collider.triangles[t] = {kTriangles[t][0], kTriangles[t][1], kTriangles[t][2]};
+        triangles[t] = {kTriangles[t][0], kTriangles[t][1], kTriangles[t][2]};
 }
-} // namespace
 
 double ConvexMeshCollider::Friction() const { return std::bit_cast<double>(userData); }
 
@@ -86,7 +84,7 @@ void BaseEntity::InitNodes() {
             for (size_t i = 0; i < source.triangles.size(); ++i)
                 collider.triangles[i] = source.triangles[i];
         } else {
-            BuildBox(collider, source.box_min, source.box_max);
+            collider.SetBox(source.box_min, source.box_max);
         }
         collider.ComputeBox();
     }

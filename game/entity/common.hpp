@@ -80,6 +80,10 @@ struct ConvexMeshCollider {
     double Friction() const;
     void SetFriction(double friction);
 
+    // Makes this collider the box between two opposite corners: 8 vertices (vertex i takes the high x when
+    // i & 4, the high y when i & 2, the high z when i & 1), the 3 axis normals and 12 triangles. ComputeBox
+    // then gives its bounds.
+    void SetBox(const glm::vec3& corner, const glm::vec3& opposite);
     // The box and radius from the vertices. Only for a collider without children.
     void ComputeBox();
 };

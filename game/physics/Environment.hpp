@@ -23,8 +23,8 @@ namespace game {
 //   Surface | Contact     (3)  a terrain contact where a shallow answer is enough (bit 0 of a collider's
 //                              userFlags)
 // What each bit costs is the function's business; the bits only say how much work is wanted. The sample
-// environment (game/physics/SampleEnvironment.hpp) fills gravity, altitude and the medium always, the
-// contact only with Contact, and the composition only with Composition.
+// environment of the tests (tests/game/physics/SampleEnvironment.hpp) fills gravity, altitude and the medium always,
+// the contact only with Contact, and the composition only with Composition.
 enum EnvironmentInfoFlags : uint32_t {
     EnvironmentSurface = 1u << 0,
     EnvironmentContact = 1u << 1,

@@ -4,7 +4,7 @@
 
 #include "game/Game.hpp"
 #include "game/entity/ServerSideEntity.hpp"
-#include "game/physics/SampleEnvironment.hpp"
+#include "game/physics/SampleEnvironment.hpp" // tests/game/physics
 
 #include <glm/glm.hpp>
 #include <glm/gtc/quaternion.hpp>
@@ -17,18 +17,12 @@ namespace physics_test {
 using game::entity::ConvexMeshCollider;
 using game::entity::ServerSideEntity;
 
-// A box collider of 8 vertices and 3 axis normals, as the entity config builds one.
+// A box collider as the entity config builds one.
 inline ConvexMeshCollider BoxCollider(const glm::vec3& min, const glm::vec3& max, double friction = 0.5,
                                       const glm::dmat4& transform = glm::dmat4(1.0)) {
     ConvexMeshCollider c;
     c.transform = transform;
-    c.vertexCount = 8;
-    for (uint32_t i = 0; i < 8; ++i)
-        c.vertices[i] = {(i & 4) ? max.x : min.x, (i & 2) ? max.y : min.y, (i & 1) ? max.z : min.z};
-    c.normalCount = 3;
-    c.faceNormals[0] = {1, 0, 0};
-    c.faceNormals[1] = {0, 1, 0};
-    c.faceNormals[2] = {0, 0, 1};
+    c.SetBox(min, max);
     c.ComputeBox();
     c.SetFriction(friction);
     return c;
@@ -93,8 +87,8 @@ inline void ClearWorld() {
 }
 
 // Flat ground along +Z at 0, with or without air.
-inline game::physics::SampleEnvironment FlatGround(double airDensity = 1.225) {
-    game::physics::SampleEnvironment environment;
+inline SampleEnvironment FlatGround(double airDensity = 1.225) {
+    SampleEnvironment environment;
     environment.airDensity = airDensity;
     return environment;
 }

@@ -18,7 +18,7 @@
 namespace {
 
 using namespace physics_test;
-using game::physics::SampleEnvironment;
+using physics_test::SampleEnvironment;
 
 constexpr double kTick = 1.0 / 60.0;
 constexpr int kSubsteps = 4;

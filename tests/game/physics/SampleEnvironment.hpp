@@ -1,7 +1,7 @@
 #pragma once
 // A small, complete environment function: flat ground or a spherical planet, with gravity, an exponential
-// atmosphere and an optional water layer. The tests and the sample modules use it; a module author can
-// start from it before writing a real planet.
+// atmosphere and an optional water layer. The physics tests and benchmarks use it; it is no part of the
+// library.
 //
 // What it answers to a query at `position` (in the environment's frame):
 //   gravity    towards the ground: constant over flat ground, falling off with the square of the distance
@@ -21,10 +21,17 @@
 
 #include <glm/glm.hpp>
 
+#include <algorithm>
+#include <cmath>
 #include <string>
 #include <unordered_map>
 
-namespace game::physics {
+namespace physics_test {
+
+using game::EnvironmentComposition;
+using game::EnvironmentContact;
+using game::EnvironmentInfoFlags;
+using game::physics::EnvironmentInfo;
 
 struct SampleEnvironment {
     enum class Shape { Flat, Planet };
@@ -52,4 +59,55 @@ struct SampleEnvironment {
     game::EnvironmentFunction Function() const;
 };
 
-} // namespace game::physics
+inline EnvironmentInfo SampleEnvironment::Query(const glm::dvec3& position, EnvironmentInfoFlags flags, double) const {
+    EnvironmentInfo info;
+    glm::dvec3 normal;
+    double altitude;
+    if (shape == Shape::Flat) {
+        normal = up;
+        altitude = glm::dot(up, position) - groundLevel;
+        info.gravity = -up * gravity;
+    } else {
+        const glm::dvec3 offset = position - center;
+        const double distance = glm::length(offset);
+        normal = distance > 0 ? offset / distance : glm::dvec3(0.0, 0.0, 1.0);
+        altitude = distance - radius;
+        const double scale = distance > 0 ? (radius / distance) * (radius / distance) : 0.0;
+        info.gravity = -normal * gravity * scale;
+    }
+    info.altitude = altitude;
+
+    if (flags & EnvironmentContact) {
+        info.collision.normal = normal;
+        info.collision.depth = altitude < 0 ? -altitude : 0.0;
+        info.collision.point = position - normal * altitude;
+    }
+
+    const bool inWater = hasWater && altitude < waterLevel;
+    if (inWater) {
+        info.density = waterDensity;
+        info.viscosity = waterViscosity;
+        const double surfacePressure = airPressure * std::exp(-waterLevel / scaleHeight);
+        info.pressure = surfacePressure + waterDensity * gravity * (waterLevel - altitude);
+    } else {
+        const double falloff = std::exp(-std::max(altitude, 0.0) / scaleHeight);
+        info.density = airDensity * falloff;
+        info.viscosity = airDensity > 0 ? airViscosity : 0.0;
+        info.pressure = airPressure * falloff;
+    }
+    if (flags & EnvironmentComposition) {
+        if (inWater)
+            info.composition = {{"H2O", 1.0}};
+        else
+            info.composition = airComposition;
+    }
+    return info;
+}
+
+inline game::EnvironmentFunction SampleEnvironment::Function() const {
+    return [environment = *this](const glm::dvec3& position, EnvironmentInfoFlags flags, double regionRadius) {
+        return environment.Query(position, flags, regionRadius);
+    };
+}
+
+} // namespace physics_test
