@@ -3,16 +3,16 @@
 #include "game/Game.hpp"
 
 #include "game/input/Controller.hpp"
+#include "vesmo/filesystem/FilePath.hpp"
 
 #include <imgui.h>
 
-#include <filesystem>
 #include <iostream>
 
 void Game::LoadFonts() {
     static constexpr const char* kFont = "game/graphics/ui/fonts/SourceCodePro-Semibold.otf";
     // ImGui asserts on a missing file; say what is missing instead.
-    if (std::filesystem::exists(kFont))
+    if (vesmo::filesystem::FilePath(kFont).Exists())
         ImGui::GetIO().Fonts->AddFontFromFileTTF(kFont, 32.0f);
     else
         std::cerr << "Font file not found: " << kFont << std::endl;

@@ -31,12 +31,12 @@
 
 #include "game/entity/JointSolver.hpp"
 #include "vesmo/filesystem/ConfigFile.hpp"
+#include "vesmo/filesystem/FilePath.hpp"
 
 #include <glm/glm.hpp>
 
 #include <array>
 #include <cstdint>
-#include <filesystem>
 #include <memory>
 #include <string>
 #include <unordered_map>
@@ -161,7 +161,7 @@ public:
     std::unordered_map<std::string, EntityLightBox> lightBoxes;
     std::unordered_map<std::string, EntityNode> allNodes;
     mutable std::shared_ptr<const game::graphics::Mesh> mesh;
-    mutable std::filesystem::file_time_type meshWriteTime{};
+    mutable vesmo::filesystem::FileTime meshWriteTime{};
     uint64_t meshReloadFrame = 0;
     double meshLastCheck = 0.0;
     JointSolver jointSolver;

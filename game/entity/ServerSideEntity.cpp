@@ -8,7 +8,6 @@
 #include "game/host/UniqueId.hpp"
 #include "vesmo/filesystem/FilePath.hpp"
 
-#include <filesystem>
 #include <shared_mutex>
 #include <stdexcept>
 
@@ -55,9 +54,8 @@ ServerSideEntity::ServerSideEntity(Id entityId, ReadOnlyStream& out) {
 ServerSideEntity::~ServerSideEntity() {
     _interface.reset();
     if (deleteFilesOnDestroy) {
-        std::error_code ignored;
-        std::filesystem::remove(GetStateSaveFile(), ignored);
-        std::filesystem::remove(GetCheckpointSaveFile(), ignored);
+        vesmo::filesystem::FilePath(GetStateSaveFile()).Delete();
+        vesmo::filesystem::FilePath(GetCheckpointSaveFile()).Delete();
     }
 }
 

@@ -9,7 +9,6 @@
 #include "vesmo/filesystem/FilePath.hpp"
 
 #include <cstring>
-#include <filesystem>
 #include <iostream>
 #include <shared_mutex>
 #include <stdexcept>
@@ -106,7 +105,7 @@ void ServerSideEntity::Serialize(vesmo::filesystem::WriteBatch* batch) {
     if (_interface)
         _interface->Serialize(interfaceBytes);
     if (!batch)
-        std::filesystem::create_directories(GetCheckpointDir());
+        vesmo::filesystem::FilePath(GetCheckpointDir()).CreateDirectories();
     BinaryFileStream file(GetStateSaveFile(), 1024, false);
     file.SetBatch(batch);
     WriteState(file, interfaceBytes);
@@ -151,7 +150,7 @@ void ServerSideEntity::SerializeCheckpoint() {
     WriteOnlyStream interfaceBytes(0);
     if (_interface->Overrides(Interface::Hook::SerializeState))
         _interface->SerializeState(interfaceBytes);
-    std::filesystem::create_directories(GetCheckpointDir());
+    vesmo::filesystem::FilePath(GetCheckpointDir()).CreateDirectories();
     BinaryFileStream file(GetCheckpointSaveFile(), 1024, false);
     WriteMagic(file, kCheckpointMagic);
     file.WriteValue<uint32_t>(kCheckpointVersion);
@@ -227,14 +226,10 @@ void ServerSideEntity::DeserializeCheckpoint() {
 }
 
 void ServerSideEntity::LoadAllEntities() {
-    const std::filesystem::path dir = GetCheckpointDir();
-    std::error_code error;
-    if (!std::filesystem::is_directory(dir, error))
-        return;
-    for (const std::filesystem::directory_entry& entry : std::filesystem::directory_iterator(dir)) {
-        if (!entry.is_regular_file() || entry.path().extension() != ".entitystate")
+    for (const vesmo::filesystem::FilePath& file : vesmo::filesystem::FilePath(GetCheckpointDir()).Files()) {
+        if (file.Extension() != ".entitystate")
             continue;
-        const Id entityId(entry.path().stem().string());
+        const Id entityId(file.Stem());
         if (const Ptr entity = Interface::Create(entityId))
             entity->saveCounter.fetch_add(1);
     }
@@ -255,7 +250,7 @@ void ServerSideEntity::UnloadAllEntities() {
             ServerSideEntity& entity = *entry->second;
             if (entity.saveCounter.load() != 0 && !entity.isComponent) {
                 if (!folderReady) {
-                    std::filesystem::create_directories(GetCheckpointDir());
+                    vesmo::filesystem::FilePath(GetCheckpointDir()).CreateDirectories();
                     folderReady = true;
                 }
                 entity.Serialize(&batch);

@@ -1,18 +1,16 @@
 #include "game/modular/Module.hpp"
 
 #include "vesmo/cpu/Profiler.hpp"
-
-#include <filesystem>
+#include "vesmo/filesystem/FilePath.hpp"
 
 namespace game::modular {
 
 ModuleRecord::ModuleRecord(const std::string& moduleName, const std::string& libraryPath)
     : id(moduleName), name(moduleName), path(libraryPath + ".so") {
-    std::error_code error;
-    const auto status = std::filesystem::status(path, error);
-    if (!error && std::filesystem::exists(status)) {
-        const auto time = std::filesystem::last_write_time(path, error);
-        if (!error)
+    const vesmo::filesystem::FilePath file(path);
+    if (file.Exists()) {
+        const vesmo::filesystem::FileTime time = file.LastWriteTime();
+        if (time != vesmo::filesystem::FileTime::min())
             fileTime = static_cast<double>(time.time_since_epoch().count()) / 1e6;
     }
     handle = dlopen(path.c_str(), RTLD_LAZY);

@@ -22,10 +22,22 @@ bool FilePath::IsDirectory() const {
     return std::filesystem::is_directory(_path, error);
 }
 
-std::filesystem::file_time_type FilePath::LastWriteTime() const {
+FileTime FilePath::LastWriteTime() const {
     std::error_code error;
     auto time = std::filesystem::last_write_time(_path, error);
-    return error ? std::filesystem::file_time_type::min() : time;
+    return error ? FileTime::min() : time;
+}
+
+bool FilePath::CreateDirectories() const { return std::filesystem::create_directories(_path); }
+
+std::vector<FilePath> FilePath::Files() const {
+    std::vector<FilePath> files;
+    if (!IsDirectory())
+        return files;
+    for (const std::filesystem::directory_entry& entry : std::filesystem::directory_iterator(_path))
+        if (entry.is_regular_file())
+            files.emplace_back(entry.path().string());
+    return files;
 }
 
 } // namespace vesmo::filesystem

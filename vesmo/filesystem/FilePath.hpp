@@ -3,8 +3,12 @@
 
 #include <filesystem>
 #include <string>
+#include <vector>
 
 namespace vesmo::filesystem {
+
+// The time stamp of a file's last change, as the file system keeps it.
+using FileTime = std::filesystem::file_time_type;
 
 class FilePath {
 public:
@@ -24,7 +28,13 @@ public:
     bool IsFile() const;
     bool IsDirectory() const;
     // The time of the last change; the clock's minimum when the file does not exist.
-    std::filesystem::file_time_type LastWriteTime() const;
+    FileTime LastWriteTime() const;
+    // Makes this folder and the missing ones above it; true when it made one. Throws
+    // std::filesystem::filesystem_error when the path cannot be a folder.
+    bool CreateDirectories() const;
+    // The regular files directly in this folder, in the order the file system lists them; none when this is no
+    // folder. Throws std::filesystem::filesystem_error when the folder cannot be read.
+    std::vector<FilePath> Files() const;
 
     std::string Parent() const { return std::filesystem::path(_path).parent_path().string(); }
     std::string Stem() const { return std::filesystem::path(_path).stem().string(); }
