@@ -8,6 +8,7 @@
 #include "game/entity/ClientSideEntity.hpp"
 #include "game/entity/ServerTick.hpp"
 #include "game/graphics/GameRenderer.hpp"
+#include "game/host/Clock.hpp"
 #include "game/host/Options.hpp"
 #include "game/input/Controller.hpp"
 #include "game/input/Joystick.hpp"
@@ -20,7 +21,6 @@
 #include <glm/geometric.hpp>
 #include <imgui.h>
 
-#include <chrono>
 #include <iostream>
 
 using game::modular::GAME_Mod;
@@ -93,22 +93,6 @@ std::unordered_map<game::entity::Id, double> Game::serverSideEntityPerformance_a
 double Game::serverSidePhysicsAvgTime = 0.0;
 double Game::serverSideSyncAvgTime = 0.0;
 
-namespace {
-
-// GLFW's cursor mode values.
-constexpr int kGlfwCursor = 208897;         // GLFW_CURSOR
-constexpr int kGlfwCursorNormal = 212993;   // GLFW_CURSOR_NORMAL
-constexpr int kGlfwCursorDisabled = 212995; // GLFW_CURSOR_DISABLED
-
-// System clock seconds since its epoch, from its nanosecond count.
-double ClockSeconds() {
-    const auto nanoseconds =
-        std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::system_clock::now().time_since_epoch());
-    return static_cast<double>(nanoseconds.count()) / 1e6 * 0.001;
-}
-
-} // namespace
-
 void Game::Start() {
     environmentAudio = new game::audio::EnvironmentAudio();
     GAME_Mod::ForEachModule([](GAME_Mod::Ptr& module) {
@@ -180,7 +164,7 @@ void Game::ClientUpdate() {
 void Game::ServerUpdate(double deltaTime, int physicsSteps) {
     vesmo::cpu::Profiler scope("ServerUpdate", true);
     if (timeActive)
-        timestamp = ClockSeconds() + timeOffset;
+        timestamp = game::ClockSeconds() + timeOffset;
 
     SERVER_Mod::ForEachModule([deltaTime](SERVER_Mod::Ptr& module) {
         vesmo::cpu::Profiler hook("ForEachModule::Server_BeforeUpdate", true);
@@ -301,13 +285,13 @@ void Game::SetMouseLook(bool on) {
     if (!window || _mouseLook == on)
         return;
     if (on && window->IsFocused()) {
-        window->SetInputMode(kGlfwCursor, kGlfwCursorDisabled);
+        window->SetInputMode(vesmo::graphics::Window::CURSOR, vesmo::graphics::Window::CURSOR_DISABLED);
         window->SetCursorPos(0.0, 0.0);
         if (ImGui::GetCurrentContext())
             ImGui::SetWindowFocus(nullptr);
         _mouseLook = true;
     } else {
-        window->SetInputMode(kGlfwCursor, kGlfwCursorNormal);
+        window->SetInputMode(vesmo::graphics::Window::CURSOR, vesmo::graphics::Window::CURSOR_NORMAL);
         _mouseLook = false;
     }
 }

@@ -2,9 +2,8 @@
 
 #include "game/Game.hpp"
 #include "game/entity/ServerSideEntity.hpp"
+#include "game/host/Clock.hpp"
 #include "vesmo/cpu/Profiler.hpp"
-
-#include <chrono>
 
 namespace game::entity {
 
@@ -12,36 +11,40 @@ namespace {
 
 using Ptr = ServerSideEntity::Ptr;
 
-// System clock seconds, the clock the server tick stamps its time with.
-double ClockSeconds() {
-    const auto now = std::chrono::system_clock::now().time_since_epoch();
-    return static_cast<double>(std::chrono::duration_cast<std::chrono::nanoseconds>(now).count()) / 1e6 * 0.001;
-}
-
-void PlainPath(double deltaTime, int physicsSteps) {
+// The entity phases of a tick, in order, with the physics step between Update and AfterUpdate. `each(entity,
+// calls)` runs one entity's calls of a phase: straight away on the plain path, timed on the other.
+template <class Each> void Phases(double deltaTime, int physicsSteps, Each&& each) {
     {
         vesmo::cpu::Profiler phase("ForEachEntity::BeforeUpdate", true);
-        ServerSideEntity::ForEach([deltaTime](Ptr entity) { entity->BeforeUpdate(deltaTime); });
+        ServerSideEntity::ForEach([&](Ptr entity) { each(entity, [&] { entity->BeforeUpdate(deltaTime); }); });
     }
     {
         vesmo::cpu::Profiler phase("ForEachEntity::Update", true);
-        ServerSideEntity::ForEach([deltaTime](Ptr entity) {
-            entity->Update(deltaTime);
-            entity->RefreshCache();
+        ServerSideEntity::ForEach([&](Ptr entity) {
+            each(entity, [&] {
+                entity->Update(deltaTime);
+                entity->RefreshCache();
+            });
         });
     }
     ServerSideEntity::PhysicsUpdate(deltaTime, physicsSteps);
     {
         vesmo::cpu::Profiler phase("ForEachEntity::AfterUpdate", true);
-        ServerSideEntity::ForEach([deltaTime](Ptr entity) {
-            entity->RefreshCache();
-            entity->AfterUpdate(deltaTime);
+        ServerSideEntity::ForEach([&](Ptr entity) {
+            each(entity, [&] {
+                entity->RefreshCache();
+                entity->AfterUpdate(deltaTime);
+            });
         });
     }
 }
 
+void PlainPath(double deltaTime, int physicsSteps) {
+    Phases(deltaTime, physicsSteps, [](const Ptr&, auto&& calls) { calls(); });
+}
+
 // Runs `calls` for one entity and books the time on its vehicle.
-template <class Calls> void Timed(const Ptr& entity, Calls&& calls) {
+void Timed(const Ptr& entity, const auto& calls) {
     double& timer = Game::_serverSideEntityPerformance_timers[entity->GetVehicleID()];
     timer -= ClockSeconds();
     calls();
@@ -53,29 +56,7 @@ void TimedPath(double deltaTime, int physicsSteps) {
         if (!entity->HasParent())
             Game::_serverSideEntityPerformance_timers[entity->GetID()] = 0.0;
     });
-    {
-        vesmo::cpu::Profiler phase("ForEachEntity::BeforeUpdate", true);
-        ServerSideEntity::ForEach([deltaTime](Ptr entity) { Timed(entity, [&] { entity->BeforeUpdate(deltaTime); }); });
-    }
-    {
-        vesmo::cpu::Profiler phase("ForEachEntity::Update", true);
-        ServerSideEntity::ForEach([deltaTime](Ptr entity) {
-            Timed(entity, [&] {
-                entity->Update(deltaTime);
-                entity->RefreshCache();
-            });
-        });
-    }
-    ServerSideEntity::PhysicsUpdate(deltaTime, physicsSteps);
-    {
-        vesmo::cpu::Profiler phase("ForEachEntity::AfterUpdate", true);
-        ServerSideEntity::ForEach([deltaTime](Ptr entity) {
-            Timed(entity, [&] {
-                entity->RefreshCache();
-                entity->AfterUpdate(deltaTime);
-            });
-        });
-    }
+    Phases(deltaTime, physicsSteps, [](const Ptr& entity, auto&& calls) { Timed(entity, calls); });
     ServerSideEntity::ForEach([deltaTime](Ptr entity) {
         if (entity->HasParent())
             return;

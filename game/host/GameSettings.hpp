@@ -25,6 +25,7 @@
 
 #include "vesmo/filesystem/ConfigFile.hpp"
 #include "vesmo/filesystem/FilePath.hpp"
+#include "vesmo/input/CodeNames.hpp"
 
 #include <memory>
 #include <optional>
@@ -32,72 +33,152 @@
 
 namespace game {
 
+// When the controller (game/input/Controller.hpp) reads a binding's keyboard and mouse part: never, in
+// Play and Station always, or in Play and Station unless an ImGui window has focus.
+enum class KeyboardRead { Never, Always, Unfocused };
+// When it reads the gamepad and joystick part: never, in every mode, in Play, in Play from joysticks only
+// (the gamepad's part is its own latch), in Station, or in Station while the gamepad steers (look mode off).
+enum class DeviceRead { Never, AnyMode, Play, PlayJoysticksOnly, Station, StationSteering };
+
+// Every binding, once, in the settings file's order: its name (the field is input_binding_<name>), its
+// default (InputBinding's parts left out are "none"; gamepad axes carry their direction), the controller's
+// action it feeds, when the controller reads its keyboard and device parts, and whether a device's axis
+// reads 0 to 1 (a flag always does). Bindings that no pass reads (chat, the avatar's look) are read by the
+// controller's own steps.
+#define GAME_SETTINGS_BINDINGS(BINDING)                                                                                \
+    BINDING(input_chat, (InputBinding{.key = KEY_ENTER}), InputChat, Never, Never, true)                               \
+    BINDING(sit, (InputBinding{.key = KEY_R, .gamepadButton = GAMEPAD_BUTTON_B}), Sit, Unfocused, AnyMode, true)       \
+    BINDING(third_person, (InputBinding{.key = KEY_K}), ThirdPerson, Unfocused, AnyMode, true)                         \
+    BINDING(zoom, (InputBinding{.key = KEY_Z}), Zoom, Unfocused, AnyMode, true)                                        \
+    BINDING(avatar_jump, (InputBinding{.key = KEY_SPACE, .gamepadButton = GAMEPAD_BUTTON_A}), AvatarJump, Unfocused,   \
+            Play, true)                                                                                                \
+    BINDING(avatar_look_toggle, (InputBinding{.key = KEY_LEFT_ALT}), AvatarLookToggle, Unfocused, AnyMode, true)       \
+    BINDING(get_info, (InputBinding{.key = KEY_V, .gamepadButton = GAMEPAD_BUTTON_X}), GetInfo, Unfocused, AnyMode,    \
+            true)                                                                                                      \
+    BINDING(avatar_interact, (InputBinding{.key = KEY_F, .gamepadButton = GAMEPAD_BUTTON_Y}), AvatarInteract,          \
+            Unfocused, Play, true)                                                                                     \
+    BINDING(avatar_light, (InputBinding{.key = KEY_L, .gamepadButton = GAMEPAD_BUTTON_RIGHT_BUMPER}), AvatarLight,     \
+            Unfocused, AnyMode, true)                                                                                  \
+    BINDING(avatar_sprint, (InputBinding{.key = KEY_LEFT_SHIFT, .gamepadButton = GAMEPAD_BUTTON_LEFT_THUMB}),          \
+            AvatarSprint, Unfocused, PlayJoysticksOnly, true)                                                          \
+    BINDING(avatar_crouch, (InputBinding{.key = KEY_LEFT_CONTROL, .gamepadButton = GAMEPAD_BUTTON_RIGHT_THUMB}),       \
+            AvatarCrouch, Unfocused, Play, true)                                                                       \
+    BINDING(avatar_jetpack, (InputBinding{.key = KEY_J, .gamepadButton = GAMEPAD_BUTTON_LEFT_BUMPER}), AvatarJetpack,  \
+            Unfocused, Play, true)                                                                                     \
+    BINDING(avatar_inventory_toggle, (InputBinding{.key = KEY_TAB, .gamepadButton = GAMEPAD_BUTTON_DPAD_UP}),          \
+            AvatarInventory, Always, Play, true)                                                                       \
+    BINDING(avatar_inventory_select_prev, (InputBinding{.key = KEY_MINUS, .gamepadButton = GAMEPAD_BUTTON_DPAD_LEFT}), \
+            AvatarInventorySelectPrev, Always, Play, true)                                                             \
+    BINDING(avatar_inventory_select_next,                                                                              \
+            (InputBinding{.key = KEY_EQUAL, .gamepadButton = GAMEPAD_BUTTON_DPAD_RIGHT}), AvatarInventorySelectNext,   \
+            Always, Play, true)                                                                                        \
+    BINDING(avatar_inventory_select_1, (InputBinding{.key = KEY_1}), AvatarInventorySelect1, Always, Play, true)       \
+    BINDING(avatar_inventory_select_2, (InputBinding{.key = KEY_2}), AvatarInventorySelect2, Always, Play, true)       \
+    BINDING(avatar_inventory_select_3, (InputBinding{.key = KEY_3}), AvatarInventorySelect3, Always, Play, true)       \
+    BINDING(avatar_inventory_select_4, (InputBinding{.key = KEY_4}), AvatarInventorySelect4, Always, Play, true)       \
+    BINDING(avatar_inventory_select_5, (InputBinding{.key = KEY_5}), AvatarInventorySelect5, Always, Play, true)       \
+    BINDING(avatar_inventory_select_6, (InputBinding{.key = KEY_6}), AvatarInventorySelect6, Always, Play, true)       \
+    BINDING(avatar_inventory_select_7, (InputBinding{.key = KEY_7}), AvatarInventorySelect7, Always, Play, true)       \
+    BINDING(avatar_inventory_select_8, (InputBinding{.key = KEY_8}), AvatarInventorySelect8, Always, Play, true)       \
+    BINDING(avatar_inventory_select_9, (InputBinding{.key = KEY_9}), AvatarInventorySelect9, Always, Play, true)       \
+    BINDING(avatar_inventory_deselect,                                                                                 \
+            (InputBinding{.key = KEY_GRAVE_ACCENT, .gamepadButton = GAMEPAD_BUTTON_DPAD_DOWN}),                        \
+            AvatarInventoryDeselect, Always, Play, true)                                                               \
+    BINDING(avatar_tool_primary, (InputBinding{.mouseButton = MOUSE_BUTTON_LEFT}), AvatarToolPrimary, Unfocused,       \
+            AnyMode, true)                                                                                             \
+    BINDING(avatar_tool_secondary, (InputBinding{.mouseButton = MOUSE_BUTTON_RIGHT}), AvatarToolSecondary, Unfocused,  \
+            AnyMode, true)                                                                                             \
+    BINDING(avatar_tool_configure, (InputBinding{.key = KEY_C}), AvatarToolConfigure, Unfocused, Play, true)           \
+    BINDING(avatar_tool_special_mode, (InputBinding{.key = KEY_X}), AvatarToolSpecialMode, Unfocused, Play, true)      \
+    BINDING(avatar_translate_forward,                                                                                  \
+            (InputBinding{.key = KEY_W, .gamepadAxis = GAMEPAD_AXIS_LEFT_Y, .gamepadAxisDirection = -1}),              \
+            AvatarTranslateForward, Unfocused, Play, false)                                                            \
+    BINDING(avatar_translate_backward, (InputBinding{.key = KEY_S, .gamepadAxis = GAMEPAD_AXIS_LEFT_Y}),               \
+            AvatarTranslateBackward, Unfocused, Play, false)                                                           \
+    BINDING(avatar_translate_left,                                                                                     \
+            (InputBinding{.key = KEY_A, .gamepadAxis = GAMEPAD_AXIS_LEFT_X, .gamepadAxisDirection = -1}),              \
+            AvatarTranslateLeft, Unfocused, Play, false)                                                               \
+    BINDING(avatar_translate_right, (InputBinding{.key = KEY_D, .gamepadAxis = GAMEPAD_AXIS_LEFT_X}),                  \
+            AvatarTranslateRight, Unfocused, Play, false)                                                              \
+    BINDING(avatar_roll_left, (InputBinding{.key = KEY_Q}), AvatarRollLeft, Unfocused, Play, false)                    \
+    BINDING(avatar_roll_right, (InputBinding{.key = KEY_E}), AvatarRollRight, Unfocused, Play, false)                  \
+    BINDING(avatar_pitch_up, (InputBinding{.gamepadAxis = GAMEPAD_AXIS_RIGHT_Y}), AvatarPitch, Never, Never, false)    \
+    BINDING(avatar_pitch_down, (InputBinding{.gamepadAxis = GAMEPAD_AXIS_RIGHT_Y, .gamepadAxisDirection = -1}),        \
+            AvatarPitch, Never, Never, false)                                                                          \
+    BINDING(avatar_yaw_left, (InputBinding{.gamepadAxis = GAMEPAD_AXIS_RIGHT_X, .gamepadAxisDirection = -1}),          \
+            AvatarYaw, Never, Never, false)                                                                            \
+    BINDING(avatar_yaw_right, (InputBinding{.gamepadAxis = GAMEPAD_AXIS_RIGHT_X}), AvatarYaw, Never, Never, false)     \
+    BINDING(vehicle_gamepad_look_toggle, (InputBinding{.gamepadButton = GAMEPAD_BUTTON_RIGHT_THUMB}),                  \
+            VehicleGamepadLookToggle, Never, Station, true)                                                            \
+    BINDING(vehicle_aux_0, (InputBinding{.key = KEY_0, .gamepadButton = GAMEPAD_BUTTON_A}), VehicleAux0, Unfocused,    \
+            Station, true)                                                                                             \
+    BINDING(vehicle_aux_1, (InputBinding{.key = KEY_1, .gamepadButton = GAMEPAD_BUTTON_X}), VehicleAux1, Unfocused,    \
+            Station, true)                                                                                             \
+    BINDING(vehicle_aux_2, (InputBinding{.key = KEY_2, .gamepadButton = GAMEPAD_BUTTON_Y}), VehicleAux2, Unfocused,    \
+            Station, true)                                                                                             \
+    BINDING(vehicle_aux_3, (InputBinding{.key = KEY_3, .gamepadButton = GAMEPAD_BUTTON_RIGHT_BUMPER}), VehicleAux3,    \
+            Unfocused, Station, true)                                                                                  \
+    BINDING(vehicle_aux_4, (InputBinding{.key = KEY_4, .gamepadButton = GAMEPAD_BUTTON_LEFT_BUMPER}), VehicleAux4,     \
+            Unfocused, Station, true)                                                                                  \
+    BINDING(vehicle_aux_5, (InputBinding{.key = KEY_5, .gamepadButton = GAMEPAD_BUTTON_LEFT_THUMB}), VehicleAux5,      \
+            Unfocused, Station, true)                                                                                  \
+    BINDING(vehicle_aux_6, (InputBinding{.key = KEY_6}), VehicleAux6, Unfocused, Station, true)                        \
+    BINDING(vehicle_aux_7, (InputBinding{.key = KEY_7}), VehicleAux7, Unfocused, Station, true)                        \
+    BINDING(vehicle_aux_8, (InputBinding{.key = KEY_8}), VehicleAux8, Unfocused, Station, true)                        \
+    BINDING(vehicle_aux_9, (InputBinding{.key = KEY_9}), VehicleAux9, Unfocused, Station, true)                        \
+    BINDING(vehicle_translate_up, (InputBinding{.key = KEY_SPACE, .gamepadButton = GAMEPAD_BUTTON_DPAD_UP}),           \
+            VehicleTranslateUp, Unfocused, Station, false)                                                             \
+    BINDING(vehicle_translate_down,                                                                                    \
+            (InputBinding{.key = KEY_LEFT_CONTROL, .gamepadButton = GAMEPAD_BUTTON_DPAD_DOWN}), VehicleTranslateDown,  \
+            Unfocused, Station, false)                                                                                 \
+    BINDING(                                                                                                           \
+        vehicle_roll_left,                                                                                             \
+        (InputBinding{                                                                                                 \
+            .key = KEY_Q, .gamepadButton = GAMEPAD_BUTTON_DPAD_LEFT, .joystickAxis = 0, .joystickAxisDirection = -1}), \
+        VehicleRollLeft, Unfocused, Station, false)                                                                    \
+    BINDING(vehicle_roll_right,                                                                                        \
+            (InputBinding{.key = KEY_E, .gamepadButton = GAMEPAD_BUTTON_DPAD_RIGHT, .joystickAxis = 0}),               \
+            VehicleRollRight, Unfocused, Station, false)                                                               \
+    BINDING(vehicle_translate_forward,                                                                                 \
+            (InputBinding{.key = KEY_W, .gamepadAxis = GAMEPAD_AXIS_LEFT_Y, .gamepadAxisDirection = -1}),              \
+            VehicleTranslateForward, Unfocused, Station, false)                                                        \
+    BINDING(vehicle_translate_backward, (InputBinding{.key = KEY_S, .gamepadAxis = GAMEPAD_AXIS_LEFT_Y}),              \
+            VehicleTranslateBackward, Unfocused, Station, false)                                                       \
+    BINDING(vehicle_translate_left,                                                                                    \
+            (InputBinding{.key = KEY_A, .gamepadAxis = GAMEPAD_AXIS_LEFT_X, .gamepadAxisDirection = -1}),              \
+            VehicleTranslateLeft, Unfocused, Station, false)                                                           \
+    BINDING(vehicle_translate_right, (InputBinding{.key = KEY_D, .gamepadAxis = GAMEPAD_AXIS_LEFT_X}),                 \
+            VehicleTranslateRight, Unfocused, Station, false)                                                          \
+    BINDING(vehicle_pitch_up, (InputBinding{.key = KEY_DOWN, .gamepadAxis = GAMEPAD_AXIS_RIGHT_Y, .joystickAxis = 1}), \
+            VehiclePitchUp, Unfocused, StationSteering, false)                                                         \
+    BINDING(vehicle_pitch_down,                                                                                        \
+            (InputBinding{.key = KEY_UP,                                                                               \
+                          .gamepadAxis = GAMEPAD_AXIS_RIGHT_Y,                                                         \
+                          .gamepadAxisDirection = -1,                                                                  \
+                          .joystickAxis = 1,                                                                           \
+                          .joystickAxisDirection = -1}),                                                               \
+            VehiclePitchDown, Unfocused, StationSteering, false)                                                       \
+    BINDING(vehicle_yaw_left,                                                                                          \
+            (InputBinding{.key = KEY_LEFT,                                                                             \
+                          .gamepadAxis = GAMEPAD_AXIS_RIGHT_X,                                                         \
+                          .gamepadAxisDirection = -1,                                                                  \
+                          .joystickAxis = 3,                                                                           \
+                          .joystickAxisDirection = -1}),                                                               \
+            VehicleYawLeft, Unfocused, StationSteering, false)                                                         \
+    BINDING(vehicle_yaw_right,                                                                                         \
+            (InputBinding{.key = KEY_RIGHT, .gamepadAxis = GAMEPAD_AXIS_RIGHT_X, .joystickAxis = 3}), VehicleYawRight, \
+            Unfocused, StationSteering, false)                                                                         \
+    BINDING(vehicle_main_thrust,                                                                                       \
+            (InputBinding{.key = KEY_T, .gamepadAxis = GAMEPAD_AXIS_RIGHT_TRIGGER, .joystickAxis = 2}),                \
+            VehicleMainThrust, Unfocused, Station, true)
+
 class GameSettings : public vesmo::filesystem::ConfigFile {
 private:
-    // Default codes, GLFW's numbers: keyboard keys, mouse buttons, gamepad buttons and gamepad axes.
-    enum Code : int {
-        KEY_SPACE = 32,
-        KEY_MINUS = 45,
-        KEY_0 = 48,
-        KEY_1,
-        KEY_2,
-        KEY_3,
-        KEY_4,
-        KEY_5,
-        KEY_6,
-        KEY_7,
-        KEY_8,
-        KEY_9,
-        KEY_EQUAL = 61,
-        KEY_A = 65,
-        KEY_C = 67,
-        KEY_D = 68,
-        KEY_E = 69,
-        KEY_F = 70,
-        KEY_J = 74,
-        KEY_K = 75,
-        KEY_L = 76,
-        KEY_Q = 81,
-        KEY_R = 82,
-        KEY_S = 83,
-        KEY_T = 84,
-        KEY_V = 86,
-        KEY_W = 87,
-        KEY_X = 88,
-        KEY_Z = 90,
-        KEY_GRAVE_ACCENT = 96,
-        KEY_ENTER = 257,
-        KEY_TAB = 258,
-        KEY_RIGHT = 262,
-        KEY_LEFT = 263,
-        KEY_DOWN = 264,
-        KEY_UP = 265,
-        KEY_LEFT_SHIFT = 340,
-        KEY_LEFT_CONTROL = 341,
-        KEY_LEFT_ALT = 342,
-
-        MOUSE_LEFT = 0,
-        MOUSE_RIGHT = 1,
-
-        BUTTON_A = 0,
-        BUTTON_B = 1,
-        BUTTON_X = 2,
-        BUTTON_Y = 3,
-        BUTTON_LEFT_BUMPER = 4,
-        BUTTON_RIGHT_BUMPER = 5,
-        BUTTON_LEFT_THUMB = 9,
-        BUTTON_RIGHT_THUMB = 10,
-        BUTTON_DPAD_UP = 11,
-        BUTTON_DPAD_RIGHT = 12,
-        BUTTON_DPAD_DOWN = 13,
-        BUTTON_DPAD_LEFT = 14,
-
-        AXIS_LEFT_X = 0,
-        AXIS_LEFT_Y = 1,
-        AXIS_RIGHT_X = 2,
-        AXIS_RIGHT_Y = 3,
-        AXIS_RIGHT_TRIGGER = 5,
-    };
+    // The default codes are GLFW's numbers, by the engine's names.
+    using enum vesmo::input::Key;
+    using enum vesmo::input::MouseButton;
+    using enum vesmo::input::GamepadButton;
+    using enum vesmo::input::GamepadAxis;
 
 public:
     // Reads `path` (a missing file leaves every default), then watches it every `interval` milliseconds
@@ -157,88 +238,15 @@ public:
     float look_sensitivity = 2.0f;
     bool avatar_mouselook_invert_y = false;
 
-    // A binding's parts left out here are "none". Gamepad axes carry their direction (-1 or +1).
-    // (The GUID strings have no initialiser in the engine's struct and start empty, which is meant here,
-    // so the warning about designated initialisers that leave them out is silenced for this block.)
+    // The bindings of the table above. (The GUID strings have no initialiser in the engine's struct and start
+    // empty, which is meant here, so the warning about designated initialisers that leave them out is
+    // silenced for the table.)
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wmissing-field-initializers"
-    InputBinding input_binding_input_chat{.key = KEY_ENTER};
-    InputBinding input_binding_sit{.key = KEY_R, .gamepadButton = BUTTON_B};
-    InputBinding input_binding_third_person{.key = KEY_K};
-    InputBinding input_binding_zoom{.key = KEY_Z};
-    InputBinding input_binding_avatar_jump{.key = KEY_SPACE, .gamepadButton = BUTTON_A};
-    InputBinding input_binding_avatar_look_toggle{.key = KEY_LEFT_ALT};
-    InputBinding input_binding_get_info{.key = KEY_V, .gamepadButton = BUTTON_X};
-    InputBinding input_binding_avatar_interact{.key = KEY_F, .gamepadButton = BUTTON_Y};
-    InputBinding input_binding_avatar_light{.key = KEY_L, .gamepadButton = BUTTON_RIGHT_BUMPER};
-    InputBinding input_binding_avatar_sprint{.key = KEY_LEFT_SHIFT, .gamepadButton = BUTTON_LEFT_THUMB};
-    InputBinding input_binding_avatar_crouch{.key = KEY_LEFT_CONTROL, .gamepadButton = BUTTON_RIGHT_THUMB};
-    InputBinding input_binding_avatar_jetpack{.key = KEY_J, .gamepadButton = BUTTON_LEFT_BUMPER};
-    InputBinding input_binding_avatar_inventory_toggle{.key = KEY_TAB, .gamepadButton = BUTTON_DPAD_UP};
-    InputBinding input_binding_avatar_inventory_select_prev{.key = KEY_MINUS, .gamepadButton = BUTTON_DPAD_LEFT};
-    InputBinding input_binding_avatar_inventory_select_next{.key = KEY_EQUAL, .gamepadButton = BUTTON_DPAD_RIGHT};
-    InputBinding input_binding_avatar_inventory_select_1{.key = KEY_1};
-    InputBinding input_binding_avatar_inventory_select_2{.key = KEY_2};
-    InputBinding input_binding_avatar_inventory_select_3{.key = KEY_3};
-    InputBinding input_binding_avatar_inventory_select_4{.key = KEY_4};
-    InputBinding input_binding_avatar_inventory_select_5{.key = KEY_5};
-    InputBinding input_binding_avatar_inventory_select_6{.key = KEY_6};
-    InputBinding input_binding_avatar_inventory_select_7{.key = KEY_7};
-    InputBinding input_binding_avatar_inventory_select_8{.key = KEY_8};
-    InputBinding input_binding_avatar_inventory_select_9{.key = KEY_9};
-    InputBinding input_binding_avatar_inventory_deselect{.key = KEY_GRAVE_ACCENT, .gamepadButton = BUTTON_DPAD_DOWN};
-    InputBinding input_binding_avatar_tool_primary{.mouseButton = MOUSE_LEFT};
-    InputBinding input_binding_avatar_tool_secondary{.mouseButton = MOUSE_RIGHT};
-    InputBinding input_binding_avatar_tool_configure{.key = KEY_C};
-    InputBinding input_binding_avatar_tool_special_mode{.key = KEY_X};
-    InputBinding input_binding_avatar_translate_forward{
-        .key = KEY_W, .gamepadAxis = AXIS_LEFT_Y, .gamepadAxisDirection = -1};
-    InputBinding input_binding_avatar_translate_backward{.key = KEY_S, .gamepadAxis = AXIS_LEFT_Y};
-    InputBinding input_binding_avatar_translate_left{
-        .key = KEY_A, .gamepadAxis = AXIS_LEFT_X, .gamepadAxisDirection = -1};
-    InputBinding input_binding_avatar_translate_right{.key = KEY_D, .gamepadAxis = AXIS_LEFT_X};
-    InputBinding input_binding_avatar_roll_left{.key = KEY_Q};
-    InputBinding input_binding_avatar_roll_right{.key = KEY_E};
-    InputBinding input_binding_avatar_pitch_up{.gamepadAxis = AXIS_RIGHT_Y};
-    InputBinding input_binding_avatar_pitch_down{.gamepadAxis = AXIS_RIGHT_Y, .gamepadAxisDirection = -1};
-    InputBinding input_binding_avatar_yaw_left{.gamepadAxis = AXIS_RIGHT_X, .gamepadAxisDirection = -1};
-    InputBinding input_binding_avatar_yaw_right{.gamepadAxis = AXIS_RIGHT_X};
-    InputBinding input_binding_vehicle_gamepad_look_toggle{.gamepadButton = BUTTON_RIGHT_THUMB};
-    InputBinding input_binding_vehicle_aux_0{.key = KEY_0, .gamepadButton = BUTTON_A};
-    InputBinding input_binding_vehicle_aux_1{.key = KEY_1, .gamepadButton = BUTTON_X};
-    InputBinding input_binding_vehicle_aux_2{.key = KEY_2, .gamepadButton = BUTTON_Y};
-    InputBinding input_binding_vehicle_aux_3{.key = KEY_3, .gamepadButton = BUTTON_RIGHT_BUMPER};
-    InputBinding input_binding_vehicle_aux_4{.key = KEY_4, .gamepadButton = BUTTON_LEFT_BUMPER};
-    InputBinding input_binding_vehicle_aux_5{.key = KEY_5, .gamepadButton = BUTTON_LEFT_THUMB};
-    InputBinding input_binding_vehicle_aux_6{.key = KEY_6};
-    InputBinding input_binding_vehicle_aux_7{.key = KEY_7};
-    InputBinding input_binding_vehicle_aux_8{.key = KEY_8};
-    InputBinding input_binding_vehicle_aux_9{.key = KEY_9};
-    InputBinding input_binding_vehicle_translate_up{.key = KEY_SPACE, .gamepadButton = BUTTON_DPAD_UP};
-    InputBinding input_binding_vehicle_translate_down{.key = KEY_LEFT_CONTROL, .gamepadButton = BUTTON_DPAD_DOWN};
-    InputBinding input_binding_vehicle_roll_left{
-        .key = KEY_Q, .gamepadButton = BUTTON_DPAD_LEFT, .joystickAxis = 0, .joystickAxisDirection = -1};
-    InputBinding input_binding_vehicle_roll_right{.key = KEY_E, .gamepadButton = BUTTON_DPAD_RIGHT, .joystickAxis = 0};
-    InputBinding input_binding_vehicle_translate_forward{
-        .key = KEY_W, .gamepadAxis = AXIS_LEFT_Y, .gamepadAxisDirection = -1};
-    InputBinding input_binding_vehicle_translate_backward{.key = KEY_S, .gamepadAxis = AXIS_LEFT_Y};
-    InputBinding input_binding_vehicle_translate_left{
-        .key = KEY_A, .gamepadAxis = AXIS_LEFT_X, .gamepadAxisDirection = -1};
-    InputBinding input_binding_vehicle_translate_right{.key = KEY_D, .gamepadAxis = AXIS_LEFT_X};
-    InputBinding input_binding_vehicle_pitch_up{.key = KEY_DOWN, .gamepadAxis = AXIS_RIGHT_Y, .joystickAxis = 1};
-    InputBinding input_binding_vehicle_pitch_down{.key = KEY_UP,
-                                                  .gamepadAxis = AXIS_RIGHT_Y,
-                                                  .gamepadAxisDirection = -1,
-                                                  .joystickAxis = 1,
-                                                  .joystickAxisDirection = -1};
-    InputBinding input_binding_vehicle_yaw_left{.key = KEY_LEFT,
-                                                .gamepadAxis = AXIS_RIGHT_X,
-                                                .gamepadAxisDirection = -1,
-                                                .joystickAxis = 3,
-                                                .joystickAxisDirection = -1};
-    InputBinding input_binding_vehicle_yaw_right{.key = KEY_RIGHT, .gamepadAxis = AXIS_RIGHT_X, .joystickAxis = 3};
-    InputBinding input_binding_vehicle_main_thrust{.key = KEY_T, .gamepadAxis = AXIS_RIGHT_TRIGGER, .joystickAxis = 2};
-
+#define GAME_SETTINGS_BINDING_FIELD(name, initial, action, keyboard, devices, unipolar)                                \
+    InputBinding input_binding_##name = initial;
+    GAME_SETTINGS_BINDINGS(GAME_SETTINGS_BINDING_FIELD)
+#undef GAME_SETTINGS_BINDING_FIELD
 #pragma GCC diagnostic pop
     float input_gamepad_axis_deadzone = 0.1f;
     float input_joystick_axis_deadzone = 0.1f;

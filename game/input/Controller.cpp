@@ -24,9 +24,10 @@ namespace {
 
 using Binding = vesmo::filesystem::ConfigFile::InputBinding;
 
-constexpr int KEY_ESCAPE = 256;
-constexpr int GAMEPAD_BUTTON_START = 7;
-constexpr int FIRST_TRIGGER_AXIS = 4; // the triggers (4, 5) rest at -1 and always read 0 to 1
+using vesmo::input::GAMEPAD_BUTTON_START;
+using vesmo::input::KEY_ESCAPE;
+// The triggers (this axis and the next) rest at -1 and always read 0 to 1.
+constexpr int FIRST_TRIGGER_AXIS = vesmo::input::GAMEPAD_AXIS_LEFT_TRIGGER;
 
 // One axis term of a device binding. Plain: direction × the axis (triggers as 0 to 1). Unipolar: the
 // axis as 0 to 1, or its complement for direction -1.
@@ -84,7 +85,8 @@ struct Reader {
         }
         return value;
     }
-    void Read(bool& value, const Joystick* gamepad, const Binding& binding) const {
+    // A flag reads any device as 0 to 1, whatever the binding's table says.
+    void Read(bool& value, const Joystick* gamepad, const Binding& binding, bool = true) const {
         value = (value ? 1.0 : 0.0) + Devices(gamepad, binding, true) != 0.0;
     }
     void Read(double& value, const Joystick* gamepad, const Binding& binding, bool unipolar) const {
@@ -118,24 +120,29 @@ void Controller::InputUpdate(double deltaTime) {
         reader.joystickDeadzone = s.input_joystick_axis_deadzone;
         const bool imguiWindowFocused = hasImGui && ImGui::IsWindowFocused(ImGuiFocusedFlags_AnyWindow);
 
+        // One pass over the binding table (game/host/GameSettings.hpp) for each column value. Every action
+        // is fed by one binding, once per pass, so the passes' order inside a step changes no sum.
+        auto keyboard = [&](KeyboardRead pass) {
+#define GAME_INPUT_READ_KEYBOARD(name, initial, action, keyboardRead, devices, unipolar)                               \
+    if (KeyboardRead::keyboardRead == pass)                                                                            \
+        reader.Read(next.action, s.input_binding_##name);
+            GAME_SETTINGS_BINDINGS(GAME_INPUT_READ_KEYBOARD)
+#undef GAME_INPUT_READ_KEYBOARD
+        };
+        auto devices = [&](DeviceRead pass, const Joystick* pad) {
+#define GAME_INPUT_READ_DEVICES(name, initial, action, keyboard, deviceRead, unipolar)                                 \
+    if (DeviceRead::deviceRead == pass)                                                                                \
+        reader.Read(next.action, pad, s.input_binding_##name, unipolar);
+            GAME_SETTINGS_BINDINGS(GAME_INPUT_READ_DEVICES)
+#undef GAME_INPUT_READ_DEVICES
+        };
+
         if (window)
             next.InputChat = window->GetKey(s.input_binding_input_chat.key);
 
         // 2. Keyboard and mouse, except in Ui mode.
         if (window && mode != Game::InputMode_Ui) {
-            reader.Read(next.AvatarInventory, s.input_binding_avatar_inventory_toggle);
-            reader.Read(next.AvatarInventorySelectNext, s.input_binding_avatar_inventory_select_next);
-            reader.Read(next.AvatarInventorySelectPrev, s.input_binding_avatar_inventory_select_prev);
-            reader.Read(next.AvatarInventorySelect1, s.input_binding_avatar_inventory_select_1);
-            reader.Read(next.AvatarInventorySelect2, s.input_binding_avatar_inventory_select_2);
-            reader.Read(next.AvatarInventorySelect3, s.input_binding_avatar_inventory_select_3);
-            reader.Read(next.AvatarInventorySelect4, s.input_binding_avatar_inventory_select_4);
-            reader.Read(next.AvatarInventorySelect5, s.input_binding_avatar_inventory_select_5);
-            reader.Read(next.AvatarInventorySelect6, s.input_binding_avatar_inventory_select_6);
-            reader.Read(next.AvatarInventorySelect7, s.input_binding_avatar_inventory_select_7);
-            reader.Read(next.AvatarInventorySelect8, s.input_binding_avatar_inventory_select_8);
-            reader.Read(next.AvatarInventorySelect9, s.input_binding_avatar_inventory_select_9);
-            reader.Read(next.AvatarInventoryDeselect, s.input_binding_avatar_inventory_deselect);
+            keyboard(KeyboardRead::Always);
 
             if (Game::_mouseLook) {
                 // The cursor goes back to the origin each tick, so its position is this tick's motion.
@@ -150,52 +157,8 @@ void Controller::InputUpdate(double deltaTime) {
                 }
             }
 
-            if (!imguiWindowFocused) {
-                reader.Read(next.Sit, s.input_binding_sit);
-                reader.Read(next.ThirdPerson, s.input_binding_third_person);
-                reader.Read(next.Zoom, s.input_binding_zoom);
-                reader.Read(next.AvatarTranslateForward, s.input_binding_avatar_translate_forward);
-                reader.Read(next.AvatarTranslateBackward, s.input_binding_avatar_translate_backward);
-                reader.Read(next.AvatarTranslateRight, s.input_binding_avatar_translate_right);
-                reader.Read(next.AvatarTranslateLeft, s.input_binding_avatar_translate_left);
-                reader.Read(next.AvatarRollLeft, s.input_binding_avatar_roll_left);
-                reader.Read(next.AvatarRollRight, s.input_binding_avatar_roll_right);
-                reader.Read(next.AvatarJump, s.input_binding_avatar_jump);
-                reader.Read(next.AvatarLight, s.input_binding_avatar_light);
-                reader.Read(next.AvatarSprint, s.input_binding_avatar_sprint);
-                reader.Read(next.AvatarCrouch, s.input_binding_avatar_crouch);
-                reader.Read(next.AvatarJetpack, s.input_binding_avatar_jetpack);
-                reader.Read(next.AvatarInteract, s.input_binding_avatar_interact);
-                reader.Read(next.AvatarToolConfigure, s.input_binding_avatar_tool_configure);
-                reader.Read(next.AvatarToolSpecialMode, s.input_binding_avatar_tool_special_mode);
-                reader.Read(next.GetInfo, s.input_binding_get_info);
-                reader.Read(next.AvatarLookToggle, s.input_binding_avatar_look_toggle);
-                reader.Read(next.AvatarToolPrimary, s.input_binding_avatar_tool_primary);
-                reader.Read(next.AvatarToolSecondary, s.input_binding_avatar_tool_secondary);
-                reader.Read(next.VehicleTranslateForward, s.input_binding_vehicle_translate_forward);
-                reader.Read(next.VehicleTranslateBackward, s.input_binding_vehicle_translate_backward);
-                reader.Read(next.VehicleTranslateRight, s.input_binding_vehicle_translate_right);
-                reader.Read(next.VehicleTranslateLeft, s.input_binding_vehicle_translate_left);
-                reader.Read(next.VehicleTranslateUp, s.input_binding_vehicle_translate_up);
-                reader.Read(next.VehicleTranslateDown, s.input_binding_vehicle_translate_down);
-                reader.Read(next.VehicleMainThrust, s.input_binding_vehicle_main_thrust);
-                reader.Read(next.VehiclePitchUp, s.input_binding_vehicle_pitch_up);
-                reader.Read(next.VehiclePitchDown, s.input_binding_vehicle_pitch_down);
-                reader.Read(next.VehicleYawRight, s.input_binding_vehicle_yaw_right);
-                reader.Read(next.VehicleYawLeft, s.input_binding_vehicle_yaw_left);
-                reader.Read(next.VehicleRollRight, s.input_binding_vehicle_roll_right);
-                reader.Read(next.VehicleRollLeft, s.input_binding_vehicle_roll_left);
-                reader.Read(next.VehicleAux0, s.input_binding_vehicle_aux_0);
-                reader.Read(next.VehicleAux1, s.input_binding_vehicle_aux_1);
-                reader.Read(next.VehicleAux2, s.input_binding_vehicle_aux_2);
-                reader.Read(next.VehicleAux3, s.input_binding_vehicle_aux_3);
-                reader.Read(next.VehicleAux4, s.input_binding_vehicle_aux_4);
-                reader.Read(next.VehicleAux5, s.input_binding_vehicle_aux_5);
-                reader.Read(next.VehicleAux6, s.input_binding_vehicle_aux_6);
-                reader.Read(next.VehicleAux7, s.input_binding_vehicle_aux_7);
-                reader.Read(next.VehicleAux8, s.input_binding_vehicle_aux_8);
-                reader.Read(next.VehicleAux9, s.input_binding_vehicle_aux_9);
-            }
+            if (!imguiWindowFocused)
+                keyboard(KeyboardRead::Unfocused);
         }
 
         // 3. Gamepad and joysticks, in every mode and whatever ImGui wants.
@@ -203,70 +166,15 @@ void Controller::InputUpdate(double deltaTime) {
         const Joystick* gamepad = gamepadHolder.get();
         if (gamepad && gamepad->GetGamepadButton(GAMEPAD_BUTTON_START))
             next.Escape = true;
-        reader.Read(next.Sit, gamepad, s.input_binding_sit);
-        reader.Read(next.ThirdPerson, gamepad, s.input_binding_third_person);
-        reader.Read(next.Zoom, gamepad, s.input_binding_zoom);
+        devices(DeviceRead::AnyMode, gamepad);
         if (mode == Game::InputMode_Play) {
-            reader.Read(next.AvatarInventory, gamepad, s.input_binding_avatar_inventory_toggle);
-            reader.Read(next.AvatarInventorySelectNext, gamepad, s.input_binding_avatar_inventory_select_next);
-            reader.Read(next.AvatarInventorySelectPrev, gamepad, s.input_binding_avatar_inventory_select_prev);
-            reader.Read(next.AvatarInventorySelect1, gamepad, s.input_binding_avatar_inventory_select_1);
-            reader.Read(next.AvatarInventorySelect2, gamepad, s.input_binding_avatar_inventory_select_2);
-            reader.Read(next.AvatarInventorySelect3, gamepad, s.input_binding_avatar_inventory_select_3);
-            reader.Read(next.AvatarInventorySelect4, gamepad, s.input_binding_avatar_inventory_select_4);
-            reader.Read(next.AvatarInventorySelect5, gamepad, s.input_binding_avatar_inventory_select_5);
-            reader.Read(next.AvatarInventorySelect6, gamepad, s.input_binding_avatar_inventory_select_6);
-            reader.Read(next.AvatarInventorySelect7, gamepad, s.input_binding_avatar_inventory_select_7);
-            reader.Read(next.AvatarInventorySelect8, gamepad, s.input_binding_avatar_inventory_select_8);
-            reader.Read(next.AvatarInventorySelect9, gamepad, s.input_binding_avatar_inventory_select_9);
-            reader.Read(next.AvatarInventoryDeselect, gamepad, s.input_binding_avatar_inventory_deselect);
-            reader.Read(next.AvatarTranslateForward, gamepad, s.input_binding_avatar_translate_forward, false);
-            reader.Read(next.AvatarTranslateBackward, gamepad, s.input_binding_avatar_translate_backward, false);
-            reader.Read(next.AvatarTranslateRight, gamepad, s.input_binding_avatar_translate_right, false);
-            reader.Read(next.AvatarTranslateLeft, gamepad, s.input_binding_avatar_translate_left, false);
-            reader.Read(next.AvatarRollLeft, gamepad, s.input_binding_avatar_roll_left, false);
-            reader.Read(next.AvatarRollRight, gamepad, s.input_binding_avatar_roll_right, false);
-            reader.Read(next.AvatarJump, gamepad, s.input_binding_avatar_jump, true);
-            // The gamepad's part of sprint is the latch of step 5.
-            reader.Read(next.AvatarSprint, nullptr, s.input_binding_avatar_sprint);
-            reader.Read(next.AvatarCrouch, gamepad, s.input_binding_avatar_crouch);
-            reader.Read(next.AvatarJetpack, gamepad, s.input_binding_avatar_jetpack);
-            reader.Read(next.AvatarInteract, gamepad, s.input_binding_avatar_interact);
-            reader.Read(next.AvatarToolConfigure, gamepad, s.input_binding_avatar_tool_configure);
-            reader.Read(next.AvatarToolSpecialMode, gamepad, s.input_binding_avatar_tool_special_mode);
+            devices(DeviceRead::Play, gamepad);
+            devices(DeviceRead::PlayJoysticksOnly, nullptr);
         }
-        reader.Read(next.GetInfo, gamepad, s.input_binding_get_info);
-        reader.Read(next.AvatarLight, gamepad, s.input_binding_avatar_light);
-        reader.Read(next.AvatarLookToggle, gamepad, s.input_binding_avatar_look_toggle);
-        reader.Read(next.AvatarToolPrimary, gamepad, s.input_binding_avatar_tool_primary, true);
-        reader.Read(next.AvatarToolSecondary, gamepad, s.input_binding_avatar_tool_secondary, true);
         if (mode == Game::InputMode_Station) {
+            devices(DeviceRead::Station, gamepad);
             // With look mode on, the gamepad's sticks look around (step 4) instead of steering.
-            const Joystick* steering = vehicleGamepadLookMode ? nullptr : gamepad;
-            reader.Read(next.VehicleTranslateForward, gamepad, s.input_binding_vehicle_translate_forward, false);
-            reader.Read(next.VehicleTranslateBackward, gamepad, s.input_binding_vehicle_translate_backward, false);
-            reader.Read(next.VehicleTranslateRight, gamepad, s.input_binding_vehicle_translate_right, false);
-            reader.Read(next.VehicleTranslateLeft, gamepad, s.input_binding_vehicle_translate_left, false);
-            reader.Read(next.VehicleTranslateUp, gamepad, s.input_binding_vehicle_translate_up, false);
-            reader.Read(next.VehicleTranslateDown, gamepad, s.input_binding_vehicle_translate_down, false);
-            reader.Read(next.VehicleMainThrust, gamepad, s.input_binding_vehicle_main_thrust, true);
-            reader.Read(next.VehiclePitchUp, steering, s.input_binding_vehicle_pitch_up, false);
-            reader.Read(next.VehiclePitchDown, steering, s.input_binding_vehicle_pitch_down, false);
-            reader.Read(next.VehicleYawRight, steering, s.input_binding_vehicle_yaw_right, false);
-            reader.Read(next.VehicleYawLeft, steering, s.input_binding_vehicle_yaw_left, false);
-            reader.Read(next.VehicleRollRight, gamepad, s.input_binding_vehicle_roll_right, false);
-            reader.Read(next.VehicleRollLeft, gamepad, s.input_binding_vehicle_roll_left, false);
-            reader.Read(next.VehicleAux0, gamepad, s.input_binding_vehicle_aux_0);
-            reader.Read(next.VehicleAux1, gamepad, s.input_binding_vehicle_aux_1);
-            reader.Read(next.VehicleAux2, gamepad, s.input_binding_vehicle_aux_2);
-            reader.Read(next.VehicleAux3, gamepad, s.input_binding_vehicle_aux_3);
-            reader.Read(next.VehicleAux4, gamepad, s.input_binding_vehicle_aux_4);
-            reader.Read(next.VehicleAux5, gamepad, s.input_binding_vehicle_aux_5);
-            reader.Read(next.VehicleAux6, gamepad, s.input_binding_vehicle_aux_6);
-            reader.Read(next.VehicleAux7, gamepad, s.input_binding_vehicle_aux_7);
-            reader.Read(next.VehicleAux8, gamepad, s.input_binding_vehicle_aux_8);
-            reader.Read(next.VehicleAux9, gamepad, s.input_binding_vehicle_aux_9);
-            reader.Read(next.VehicleGamepadLookToggle, gamepad, s.input_binding_vehicle_gamepad_look_toggle);
+            devices(DeviceRead::StationSteering, vehicleGamepadLookMode ? nullptr : gamepad);
         }
 
         // 4. The gamepad looks around. Squaring the stick gives fine control near the centre; yaw turns

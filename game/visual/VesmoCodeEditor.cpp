@@ -1,5 +1,6 @@
 // The editor around the graph: node palette, class lookup, reopening a program text, undo and redo.
 #include "game/visual/VesmoCodeEditor.hpp"
+#include "vesmo/input/CodeNames.hpp"
 
 #include <functional>
 #include <iostream>
@@ -14,11 +15,11 @@ const std::array<std::string, 2> Editor::DEFAULT_TYPES_VAL = {"0", "\"\""};
 
 namespace {
 
-// GLFW key codes, as the window reports them into ImGuiIO::KeysDown[] (ImGui 1.86 has no named keys).
-constexpr int KEY_Y = 89;
-constexpr int KEY_Z = 90;
-constexpr int KEY_LEFT_SHIFT = 340;
-constexpr int KEY_LEFT_CONTROL = 341;
+// The window reports GLFW's key codes into ImGuiIO::KeysDown[] (ImGui 1.86 has no named keys).
+using vesmo::input::KEY_LEFT_CONTROL;
+using vesmo::input::KEY_LEFT_SHIFT;
+using vesmo::input::KEY_Y;
+using vesmo::input::KEY_Z;
 
 using Factory = std::function<Node*(const json&)>;
 

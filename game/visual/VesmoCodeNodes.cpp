@@ -44,6 +44,76 @@ bool EditType(const char* label, int& type, float width) {
     return ImGui::Combo(label, &type, names, 2);
 }
 
+// One setting of a node: its key in the node's JSON, the label of its widget ("##..." shows none), the
+// widget's share of the node's width, and for an int whether it picks one of Editor::TYPES.
+struct Setting {
+    const char* key;
+    const char* label;
+    float width = 0.6f;
+    bool typeChoice = false;
+};
+constexpr Setting Named(const char* key) { return {key, key}; }
+constexpr Setting TypeChoice(const char* key) { return {key, key, 0.6f, true}; }
+
+bool Edit(const Setting& setting, std::string& value, float width) {
+    return EditText(setting.label, value, width * setting.width);
+}
+bool Edit(const Setting& setting, int& value, float width) {
+    return setting.typeChoice ? EditType(setting.label, value, width * setting.width)
+                              : EditInt(setting.label, value, width * setting.width);
+}
+bool Edit(const Setting& setting, double& value, float width) {
+    ImGui::SetNextItemWidth(width * setting.width);
+    ImGui::InputDouble(setting.label, &value);
+    return ImGui::IsItemDeactivatedAfterEdit();
+}
+
+// Each node class with settings lists them once, in the order they are drawn; reading, writing and drawing
+// follow from that list.
+template <class Visit> void Settings(Editor::InputNode& n, Visit&& visit) {
+    visit(TypeChoice("type"), n.type);
+    visit(Named("index"), n.index);
+    visit(Named("channel"), n.channel);
+    visit(Named("alias"), n.alias);
+}
+template <class Visit> void Settings(Editor::ConstNumberNode& n, Visit&& visit) {
+    visit(Named("name"), n.name);
+    visit(Named("value"), n.value);
+}
+template <class Visit> void Settings(Editor::ConstTextNode& n, Visit&& visit) {
+    visit(Named("name"), n.name);
+    visit(Named("value"), n.value);
+}
+template <class Visit> void Settings(Editor::VarNumberNode& n, Visit&& visit) { visit(Named("name"), n.name); }
+template <class Visit> void Settings(Editor::VarTextNode& n, Visit&& visit) { visit(Named("name"), n.name); }
+template <class Visit> void Settings(Editor::IncludeNode& n, Visit&& visit) { visit(Named("file"), n.file); }
+template <class Visit> void Settings(Editor::OutputNode& n, Visit&& visit) {
+    visit(Named("index"), n.index);
+    visit(Named("alias"), n.alias);
+}
+template <class Visit> void Settings(Editor::ExpressionNode& n, Visit&& visit) {
+    visit(Setting{"expression", "##expression", 1.0f}, n.expression);
+}
+template <class Visit> void Settings(Editor::StatementNode& n, Visit&& visit) {
+    visit(Setting{"expression", "##statement", 1.0f}, n.expression);
+}
+template <class Visit> void Settings(Editor::SwitchNode& n, Visit&& visit) { visit(TypeChoice("type"), n.type); }
+template <class Visit> void Settings(Editor::TextNode& n, Visit&& visit) { visit(Named("format"), n.format); }
+
+template <class N> void ReadSettings(N& node, const json& from) {
+    Settings(node, [&](const Setting& setting, auto& value) { Read(from, setting.key, value); });
+}
+template <class N> json WriteSettings(N& node, json into) {
+    Settings(node, [&](const Setting& setting, auto& value) { into[setting.key] = value; });
+    return into;
+}
+// Every widget is drawn, edited or not.
+template <class N> bool DrawAll(N& node, float width) {
+    bool edited = false;
+    Settings(node, [&](const Setting& setting, auto& value) { edited |= Edit(setting, value, width); });
+    return edited;
+}
+
 } // namespace
 
 bool Editor::VesmoNode::_locked = false;
@@ -126,113 +196,58 @@ void Editor::VesmoNode::ContextMenuInput(int index) {
 
 Editor::InputNode::InputNode(ImVec2 pos) : VesmoNode("Input", pos, 0) {}
 
-Editor::InputNode::InputNode(const json& json) : VesmoNode(json) {
-    Read(json, "type", type);
-    Read(json, "index", index);
-    Read(json, "channel", channel);
-    Read(json, "alias", alias);
-}
+Editor::InputNode::InputNode(const json& json) : VesmoNode(json) { ReadSettings(*this, json); }
 
-json Editor::InputNode::Serialize() {
-    json result = VesmoNode::Serialize();
-    result["type"] = type;
-    result["index"] = index;
-    result["channel"] = channel;
-    result["alias"] = alias;
-    return result;
-}
+json Editor::InputNode::Serialize() { return WriteSettings(*this, VesmoNode::Serialize()); }
 
-bool Editor::InputNode::DrawSettings(float width) {
-    bool edited = EditType("type", type, width * 0.6f);
-    edited |= EditInt("index", index, width * 0.6f);
-    edited |= EditInt("channel", channel, width * 0.6f);
-    edited |= EditText("alias", alias, width * 0.6f);
-    return edited;
-}
+bool Editor::InputNode::DrawSettings(float width) { return DrawAll(*this, width); }
 
 Editor::ConstNumberNode::ConstNumberNode(ImVec2 pos) : VesmoNode("Constant number", pos, 0) {}
 
-Editor::ConstNumberNode::ConstNumberNode(const json& json) : VesmoNode(json) {
-    Read(json, "name", name);
-    Read(json, "value", value);
-}
+Editor::ConstNumberNode::ConstNumberNode(const json& json) : VesmoNode(json) { ReadSettings(*this, json); }
 
-json Editor::ConstNumberNode::Serialize() {
-    json result = VesmoNode::Serialize();
-    result["name"] = name;
-    result["value"] = value;
-    return result;
-}
+json Editor::ConstNumberNode::Serialize() { return WriteSettings(*this, VesmoNode::Serialize()); }
 
-bool Editor::ConstNumberNode::DrawSettings(float width) {
-    bool edited = EditText("name", name, width * 0.6f);
-    ImGui::SetNextItemWidth(width * 0.6f);
-    ImGui::InputDouble("value", &value);
-    return edited || ImGui::IsItemDeactivatedAfterEdit();
-}
+bool Editor::ConstNumberNode::DrawSettings(float width) { return DrawAll(*this, width); }
 
 Editor::ConstTextNode::ConstTextNode(ImVec2 pos) : VesmoNode("Constant text", pos, 0) {}
 
-Editor::ConstTextNode::ConstTextNode(const json& json) : VesmoNode(json) {
-    Read(json, "name", name);
-    Read(json, "value", value);
-}
+Editor::ConstTextNode::ConstTextNode(const json& json) : VesmoNode(json) { ReadSettings(*this, json); }
 
-json Editor::ConstTextNode::Serialize() {
-    json result = VesmoNode::Serialize();
-    result["name"] = name;
-    result["value"] = value;
-    return result;
-}
+json Editor::ConstTextNode::Serialize() { return WriteSettings(*this, VesmoNode::Serialize()); }
 
-bool Editor::ConstTextNode::DrawSettings(float width) {
-    bool edited = EditText("name", name, width * 0.6f);
-    edited |= EditText("value", value, width * 0.6f);
-    return edited;
-}
+bool Editor::ConstTextNode::DrawSettings(float width) { return DrawAll(*this, width); }
 
 Editor::VarNumberNode::VarNumberNode(ImVec2 pos) : VesmoNode("Number variable", pos, 3) {}
 
-Editor::VarNumberNode::VarNumberNode(const json& json) : VesmoNode(json) { Read(json, "name", name); }
+Editor::VarNumberNode::VarNumberNode(const json& json) : VesmoNode(json) { ReadSettings(*this, json); }
 
-json Editor::VarNumberNode::Serialize() {
-    json result = VesmoNode::Serialize();
-    result["name"] = name;
-    return result;
-}
+json Editor::VarNumberNode::Serialize() { return WriteSettings(*this, VesmoNode::Serialize()); }
 
 std::string Editor::VarNumberNode::InputLabel(int index) const { return Label({"value", "write", "clear"}, index); }
 
-bool Editor::VarNumberNode::DrawSettings(float width) { return EditText("name", name, width * 0.6f); }
+bool Editor::VarNumberNode::DrawSettings(float width) { return DrawAll(*this, width); }
 
 Editor::VarTextNode::VarTextNode(ImVec2 pos) : VesmoNode("Text variable", pos, 3) {}
 
-Editor::VarTextNode::VarTextNode(const json& json) : VesmoNode(json) { Read(json, "name", name); }
+Editor::VarTextNode::VarTextNode(const json& json) : VesmoNode(json) { ReadSettings(*this, json); }
 
-json Editor::VarTextNode::Serialize() {
-    json result = VesmoNode::Serialize();
-    result["name"] = name;
-    return result;
-}
+json Editor::VarTextNode::Serialize() { return WriteSettings(*this, VesmoNode::Serialize()); }
 
 std::string Editor::VarTextNode::InputLabel(int index) const { return Label({"value", "write", "clear"}, index); }
 
-bool Editor::VarTextNode::DrawSettings(float width) { return EditText("name", name, width * 0.6f); }
+bool Editor::VarTextNode::DrawSettings(float width) { return DrawAll(*this, width); }
 
 Editor::IncludeNode::IncludeNode(ImVec2 pos) : VesmoNode("Include", pos, 0) { hasOutput = false; }
 
 Editor::IncludeNode::IncludeNode(const json& json) : VesmoNode(json) {
     hasOutput = false;
-    Read(json, "file", file);
+    ReadSettings(*this, json);
 }
 
-json Editor::IncludeNode::Serialize() {
-    json result = VesmoNode::Serialize();
-    result["file"] = file;
-    return result;
-}
+json Editor::IncludeNode::Serialize() { return WriteSettings(*this, VesmoNode::Serialize()); }
 
-bool Editor::IncludeNode::DrawSettings(float width) { return EditText("file", file, width * 0.6f); }
+bool Editor::IncludeNode::DrawSettings(float width) { return DrawAll(*this, width); }
 
 // ---------------------------------------------------------------------------------------------------------
 // Fixed-input nodes
@@ -328,54 +343,36 @@ Editor::OutputNode::OutputNode(ImVec2 pos) : VesmoNodeWithVariableInputCount("Ou
 
 Editor::OutputNode::OutputNode(const json& json) : VesmoNodeWithVariableInputCount(json) {
     hasOutput = false;
-    Read(json, "index", index);
-    Read(json, "alias", alias);
+    ReadSettings(*this, json);
 }
 
-json Editor::OutputNode::Serialize() {
-    json result = VesmoNode::Serialize();
-    result["index"] = index;
-    result["alias"] = alias;
-    return result;
-}
+json Editor::OutputNode::Serialize() { return WriteSettings(*this, VesmoNode::Serialize()); }
 
-bool Editor::OutputNode::DrawSettings(float width) {
-    bool edited = EditInt("index", index, width * 0.6f);
-    edited |= EditText("alias", alias, width * 0.6f);
-    return edited;
-}
+bool Editor::OutputNode::DrawSettings(float width) { return DrawAll(*this, width); }
 
 Editor::ExpressionNode::ExpressionNode(ImVec2 pos) : VesmoNodeWithVariableInputCount("Expression", pos, 2, 0) {}
 
 Editor::ExpressionNode::ExpressionNode(const json& json) : VesmoNodeWithVariableInputCount(json) {
-    Read(json, "expression", expression);
+    ReadSettings(*this, json);
 }
 
-json Editor::ExpressionNode::Serialize() {
-    json result = VesmoNode::Serialize();
-    result["expression"] = expression;
-    return result;
-}
+json Editor::ExpressionNode::Serialize() { return WriteSettings(*this, VesmoNode::Serialize()); }
 
 std::string Editor::ExpressionNode::InputLabel(int index) const { return VesmoNode::InputLabel(index); }
 
-bool Editor::ExpressionNode::DrawSettings(float width) { return EditText("##expression", expression, width); }
+bool Editor::ExpressionNode::DrawSettings(float width) { return DrawAll(*this, width); }
 
 Editor::StatementNode::StatementNode(ImVec2 pos) : VesmoNodeWithVariableInputCount("Statement", pos, 2, 0) {}
 
 Editor::StatementNode::StatementNode(const json& json) : VesmoNodeWithVariableInputCount(json) {
-    Read(json, "expression", expression);
+    ReadSettings(*this, json);
 }
 
-json Editor::StatementNode::Serialize() {
-    json result = VesmoNode::Serialize();
-    result["expression"] = expression;
-    return result;
-}
+json Editor::StatementNode::Serialize() { return WriteSettings(*this, VesmoNode::Serialize()); }
 
 std::string Editor::StatementNode::InputLabel(int index) const { return VesmoNode::InputLabel(index); }
 
-bool Editor::StatementNode::DrawSettings(float width) { return EditText("##statement", expression, width); }
+bool Editor::StatementNode::DrawSettings(float width) { return DrawAll(*this, width); }
 
 Editor::ExecuteNode::ExecuteNode(ImVec2 pos) : VesmoNodeWithVariableInputCount("Execute", pos, 2, 1) {
     hasOutput = false;
@@ -385,33 +382,25 @@ Editor::SwitchNode::SwitchNode(ImVec2 pos) : VesmoNodeWithVariableInputCount("Sw
 
 Editor::SwitchNode::SwitchNode(const json& json) : VesmoNodeWithVariableInputCount(json) {
     minimumInputs = 1;
-    Read(json, "type", type);
+    ReadSettings(*this, json);
 }
 
-json Editor::SwitchNode::Serialize() {
-    json result = VesmoNode::Serialize();
-    result["type"] = type;
-    return result;
-}
+json Editor::SwitchNode::Serialize() { return WriteSettings(*this, VesmoNode::Serialize()); }
 
 std::string Editor::SwitchNode::InputLabel(int index) const {
     return index == 0 ? std::string("selector") : "case " + std::to_string(index - 1);
 }
 
-bool Editor::SwitchNode::DrawSettings(float width) { return EditType("type", type, width * 0.6f); }
+bool Editor::SwitchNode::DrawSettings(float width) { return DrawAll(*this, width); }
 
 Editor::PrintNode::PrintNode(ImVec2 pos) : VesmoNodeWithVariableInputCount("Print", pos, 1, 0) { hasOutput = false; }
 
 Editor::TextNode::TextNode(ImVec2 pos) : VesmoNodeWithVariableInputCount("Text", pos, 1, 0) {}
 
-Editor::TextNode::TextNode(const json& json) : VesmoNodeWithVariableInputCount(json) { Read(json, "format", format); }
+Editor::TextNode::TextNode(const json& json) : VesmoNodeWithVariableInputCount(json) { ReadSettings(*this, json); }
 
-json Editor::TextNode::Serialize() {
-    json result = VesmoNode::Serialize();
-    result["format"] = format;
-    return result;
-}
+json Editor::TextNode::Serialize() { return WriteSettings(*this, VesmoNode::Serialize()); }
 
-bool Editor::TextNode::DrawSettings(float width) { return EditText("format", format, width * 0.6f); }
+bool Editor::TextNode::DrawSettings(float width) { return DrawAll(*this, width); }
 
 } // namespace VesmoCodeEditor

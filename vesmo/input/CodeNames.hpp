@@ -1,87 +1,189 @@
 #pragma once
-// vesmo::input::code_to_string: the names of GLFW's input codes, as the settings panel shows them.
+// GLFW's input codes by name, once for the whole program, and vesmo::input::code_to_string: the names of
+// those codes as the settings panel shows them.
 //
-// The prefix selects the table: "KEY", "MOUSE_BUTTON", "GAMEPAD_AXIS", "GAMEPAD_BUTTON", "JOYSTICK_BUTTON"
-// or "JOYSTICK_AXIS". An unknown prefix, or a code that its table lacks, gives "NONE". The text returned
-// is a literal: it lives as long as the program and nothing is allocated.
+// The codes are GLFW's numbers (the windows report them as they are), so code above the engine names a key
+// without including GLFW: vesmo::input::KEY_ESCAPE, MOUSE_BUTTON_LEFT, GAMEPAD_BUTTON_START,
+// GAMEPAD_AXIS_RIGHT_TRIGGER. The cursor modes are vesmo::graphics::Window's.
+//
+// code_to_string: the prefix selects the table: "KEY", "MOUSE_BUTTON", "GAMEPAD_AXIS", "GAMEPAD_BUTTON",
+// "JOYSTICK_BUTTON" or "JOYSTICK_AXIS". An unknown prefix, or a code that its table lacks, gives "NONE". The
+// text returned is a literal: it lives as long as the program and nothing is allocated.
 
 #include <string>
 
 namespace vesmo::input {
 
+// Every keyboard key GLFW knows, as (name after "KEY_", code), in GLFW's order.
+#define VESMO_INPUT_KEYS(KEY)                                                                                          \
+    KEY(SPACE, 32)                                                                                                     \
+    KEY(APOSTROPHE, 39)                                                                                                \
+    KEY(COMMA, 44)                                                                                                     \
+    KEY(MINUS, 45)                                                                                                     \
+    KEY(PERIOD, 46)                                                                                                    \
+    KEY(SLASH, 47)                                                                                                     \
+    KEY(0, 48)                                                                                                         \
+    KEY(1, 49)                                                                                                         \
+    KEY(2, 50)                                                                                                         \
+    KEY(3, 51)                                                                                                         \
+    KEY(4, 52)                                                                                                         \
+    KEY(5, 53)                                                                                                         \
+    KEY(6, 54)                                                                                                         \
+    KEY(7, 55)                                                                                                         \
+    KEY(8, 56)                                                                                                         \
+    KEY(9, 57)                                                                                                         \
+    KEY(SEMICOLON, 59)                                                                                                 \
+    KEY(EQUAL, 61)                                                                                                     \
+    KEY(A, 65)                                                                                                         \
+    KEY(B, 66)                                                                                                         \
+    KEY(C, 67)                                                                                                         \
+    KEY(D, 68)                                                                                                         \
+    KEY(E, 69)                                                                                                         \
+    KEY(F, 70)                                                                                                         \
+    KEY(G, 71)                                                                                                         \
+    KEY(H, 72)                                                                                                         \
+    KEY(I, 73)                                                                                                         \
+    KEY(J, 74)                                                                                                         \
+    KEY(K, 75)                                                                                                         \
+    KEY(L, 76)                                                                                                         \
+    KEY(M, 77)                                                                                                         \
+    KEY(N, 78)                                                                                                         \
+    KEY(O, 79)                                                                                                         \
+    KEY(P, 80)                                                                                                         \
+    KEY(Q, 81)                                                                                                         \
+    KEY(R, 82)                                                                                                         \
+    KEY(S, 83)                                                                                                         \
+    KEY(T, 84)                                                                                                         \
+    KEY(U, 85)                                                                                                         \
+    KEY(V, 86)                                                                                                         \
+    KEY(W, 87)                                                                                                         \
+    KEY(X, 88)                                                                                                         \
+    KEY(Y, 89)                                                                                                         \
+    KEY(Z, 90)                                                                                                         \
+    KEY(LEFT_BRACKET, 91)                                                                                              \
+    KEY(BACKSLASH, 92)                                                                                                 \
+    KEY(RIGHT_BRACKET, 93)                                                                                             \
+    KEY(GRAVE_ACCENT, 96)                                                                                              \
+    KEY(WORLD_1, 161)                                                                                                  \
+    KEY(WORLD_2, 162)                                                                                                  \
+    KEY(ESCAPE, 256)                                                                                                   \
+    KEY(ENTER, 257)                                                                                                    \
+    KEY(TAB, 258)                                                                                                      \
+    KEY(BACKSPACE, 259)                                                                                                \
+    KEY(INSERT, 260)                                                                                                   \
+    KEY(DELETE, 261)                                                                                                   \
+    KEY(RIGHT, 262)                                                                                                    \
+    KEY(LEFT, 263)                                                                                                     \
+    KEY(DOWN, 264)                                                                                                     \
+    KEY(UP, 265)                                                                                                       \
+    KEY(PAGE_UP, 266)                                                                                                  \
+    KEY(PAGE_DOWN, 267)                                                                                                \
+    KEY(HOME, 268)                                                                                                     \
+    KEY(END, 269)                                                                                                      \
+    KEY(CAPS_LOCK, 280)                                                                                                \
+    KEY(SCROLL_LOCK, 281)                                                                                              \
+    KEY(NUM_LOCK, 282)                                                                                                 \
+    KEY(PRINT_SCREEN, 283)                                                                                             \
+    KEY(PAUSE, 284)                                                                                                    \
+    KEY(F1, 290)                                                                                                       \
+    KEY(F2, 291)                                                                                                       \
+    KEY(F3, 292)                                                                                                       \
+    KEY(F4, 293)                                                                                                       \
+    KEY(F5, 294)                                                                                                       \
+    KEY(F6, 295)                                                                                                       \
+    KEY(F7, 296)                                                                                                       \
+    KEY(F8, 297)                                                                                                       \
+    KEY(F9, 298)                                                                                                       \
+    KEY(F10, 299)                                                                                                      \
+    KEY(F11, 300)                                                                                                      \
+    KEY(F12, 301)                                                                                                      \
+    KEY(F13, 302)                                                                                                      \
+    KEY(F14, 303)                                                                                                      \
+    KEY(F15, 304)                                                                                                      \
+    KEY(F16, 305)                                                                                                      \
+    KEY(F17, 306)                                                                                                      \
+    KEY(F18, 307)                                                                                                      \
+    KEY(F19, 308)                                                                                                      \
+    KEY(F20, 309)                                                                                                      \
+    KEY(F21, 310)                                                                                                      \
+    KEY(F22, 311)                                                                                                      \
+    KEY(F23, 312)                                                                                                      \
+    KEY(F24, 313)                                                                                                      \
+    KEY(F25, 314)                                                                                                      \
+    KEY(KP_0, 320)                                                                                                     \
+    KEY(KP_1, 321)                                                                                                     \
+    KEY(KP_2, 322)                                                                                                     \
+    KEY(KP_3, 323)                                                                                                     \
+    KEY(KP_4, 324)                                                                                                     \
+    KEY(KP_5, 325)                                                                                                     \
+    KEY(KP_6, 326)                                                                                                     \
+    KEY(KP_7, 327)                                                                                                     \
+    KEY(KP_8, 328)                                                                                                     \
+    KEY(KP_9, 329)                                                                                                     \
+    KEY(KP_DECIMAL, 330)                                                                                               \
+    KEY(KP_DIVIDE, 331)                                                                                                \
+    KEY(KP_MULTIPLY, 332)                                                                                              \
+    KEY(KP_SUBTRACT, 333)                                                                                              \
+    KEY(KP_ADD, 334)                                                                                                   \
+    KEY(KP_ENTER, 335)                                                                                                 \
+    KEY(KP_EQUAL, 336)                                                                                                 \
+    KEY(LEFT_SHIFT, 340)                                                                                               \
+    KEY(LEFT_CONTROL, 341)                                                                                             \
+    KEY(LEFT_ALT, 342)                                                                                                 \
+    KEY(LEFT_SUPER, 343)                                                                                               \
+    KEY(RIGHT_SHIFT, 344)                                                                                              \
+    KEY(RIGHT_CONTROL, 345)                                                                                            \
+    KEY(RIGHT_ALT, 346)                                                                                                \
+    KEY(RIGHT_SUPER, 347)                                                                                              \
+    KEY(MENU, 348)
+
+#define VESMO_INPUT_KEY_CODE(name, code) KEY_##name = code,
+enum Key : int { VESMO_INPUT_KEYS(VESMO_INPUT_KEY_CODE) };
+#undef VESMO_INPUT_KEY_CODE
+
+enum MouseButton : int {
+    MOUSE_BUTTON_LEFT = 0,
+    MOUSE_BUTTON_RIGHT = 1,
+    MOUSE_BUTTON_MIDDLE = 2,
+    MOUSE_BUTTON_LAST = 7
+};
+
+enum GamepadButton : int {
+    GAMEPAD_BUTTON_A = 0,
+    GAMEPAD_BUTTON_B = 1,
+    GAMEPAD_BUTTON_X = 2,
+    GAMEPAD_BUTTON_Y = 3,
+    GAMEPAD_BUTTON_LEFT_BUMPER = 4,
+    GAMEPAD_BUTTON_RIGHT_BUMPER = 5,
+    GAMEPAD_BUTTON_BACK = 6,
+    GAMEPAD_BUTTON_START = 7,
+    GAMEPAD_BUTTON_GUIDE = 8,
+    GAMEPAD_BUTTON_LEFT_THUMB = 9,
+    GAMEPAD_BUTTON_RIGHT_THUMB = 10,
+    GAMEPAD_BUTTON_DPAD_UP = 11,
+    GAMEPAD_BUTTON_DPAD_RIGHT = 12,
+    GAMEPAD_BUTTON_DPAD_DOWN = 13,
+    GAMEPAD_BUTTON_DPAD_LEFT = 14,
+};
+
+// The triggers (4 and 5) rest at -1.
+enum GamepadAxis : int {
+    GAMEPAD_AXIS_LEFT_X = 0,
+    GAMEPAD_AXIS_LEFT_Y = 1,
+    GAMEPAD_AXIS_RIGHT_X = 2,
+    GAMEPAD_AXIS_RIGHT_Y = 3,
+    GAMEPAD_AXIS_LEFT_TRIGGER = 4,
+    GAMEPAD_AXIS_RIGHT_TRIGGER = 5,
+};
+
 namespace detail {
 
 inline const char* key_name(int code) {
-    static const char* const digits[] = {"KEY_0", "KEY_1", "KEY_2", "KEY_3", "KEY_4",
-                                         "KEY_5", "KEY_6", "KEY_7", "KEY_8", "KEY_9"};
-    static const char* const letters[] = {"KEY_A", "KEY_B", "KEY_C", "KEY_D", "KEY_E", "KEY_F", "KEY_G",
-                                          "KEY_H", "KEY_I", "KEY_J", "KEY_K", "KEY_L", "KEY_M", "KEY_N",
-                                          "KEY_O", "KEY_P", "KEY_Q", "KEY_R", "KEY_S", "KEY_T", "KEY_U",
-                                          "KEY_V", "KEY_W", "KEY_X", "KEY_Y", "KEY_Z"};
-    static const char* const functions[] = {"KEY_F1",  "KEY_F2",  "KEY_F3",  "KEY_F4",  "KEY_F5",  "KEY_F6",  "KEY_F7",
-                                            "KEY_F8",  "KEY_F9",  "KEY_F10", "KEY_F11", "KEY_F12", "KEY_F13", "KEY_F14",
-                                            "KEY_F15", "KEY_F16", "KEY_F17", "KEY_F18", "KEY_F19", "KEY_F20", "KEY_F21",
-                                            "KEY_F22", "KEY_F23", "KEY_F24", "KEY_F25"};
-    static const char* const keypad[] = {"KEY_KP_0", "KEY_KP_1", "KEY_KP_2", "KEY_KP_3", "KEY_KP_4",
-                                         "KEY_KP_5", "KEY_KP_6", "KEY_KP_7", "KEY_KP_8", "KEY_KP_9"};
-    if (code >= 48 && code <= 57)
-        return digits[code - 48];
-    if (code >= 65 && code <= 90)
-        return letters[code - 65];
-    if (code >= 290 && code <= 314)
-        return functions[code - 290];
-    if (code >= 320 && code <= 329)
-        return keypad[code - 320];
     switch (code) {
-    case 32: return "KEY_SPACE";
-    case 39: return "KEY_APOSTROPHE";
-    case 44: return "KEY_COMMA";
-    case 45: return "KEY_MINUS";
-    case 46: return "KEY_PERIOD";
-    case 47: return "KEY_SLASH";
-    case 59: return "KEY_SEMICOLON";
-    case 61: return "KEY_EQUAL";
-    case 91: return "KEY_LEFT_BRACKET";
-    case 92: return "KEY_BACKSLASH";
-    case 93: return "KEY_RIGHT_BRACKET";
-    case 96: return "KEY_GRAVE_ACCENT";
-    case 161: return "KEY_WORLD_1";
-    case 162: return "KEY_WORLD_2";
-    case 256: return "KEY_ESCAPE";
-    case 257: return "KEY_ENTER";
-    case 258: return "KEY_TAB";
-    case 259: return "KEY_BACKSPACE";
-    case 260: return "KEY_INSERT";
-    case 261: return "KEY_DELETE";
-    case 262: return "KEY_RIGHT";
-    case 263: return "KEY_LEFT";
-    case 264: return "KEY_DOWN";
-    case 265: return "KEY_UP";
-    case 266: return "KEY_PAGE_UP";
-    case 267: return "KEY_PAGE_DOWN";
-    case 268: return "KEY_HOME";
-    case 269: return "KEY_END";
-    case 280: return "KEY_CAPS_LOCK";
-    case 281: return "KEY_SCROLL_LOCK";
-    case 282: return "KEY_NUM_LOCK";
-    case 283: return "KEY_PRINT_SCREEN";
-    case 284: return "KEY_PAUSE";
-    case 330: return "KEY_KP_DECIMAL";
-    case 331: return "KEY_KP_DIVIDE";
-    case 332: return "KEY_KP_MULTIPLY";
-    case 333: return "KEY_KP_SUBTRACT";
-    case 334: return "KEY_KP_ADD";
-    case 335: return "KEY_KP_ENTER";
-    case 336: return "KEY_KP_EQUAL";
-    case 340: return "KEY_LEFT_SHIFT";
-    case 341: return "KEY_LEFT_CONTROL";
-    case 342: return "KEY_LEFT_ALT";
-    case 343: return "KEY_LEFT_SUPER";
-    case 344: return "KEY_RIGHT_SHIFT";
-    case 345: return "KEY_RIGHT_CONTROL";
-    case 346: return "KEY_RIGHT_ALT";
-    case 347: return "KEY_RIGHT_SUPER";
-    case 348: return "KEY_MENU";
+#define VESMO_INPUT_KEY_NAME(name, code)                                                                               \
+    case code: return "KEY_" #name;
+        VESMO_INPUT_KEYS(VESMO_INPUT_KEY_NAME)
+#undef VESMO_INPUT_KEY_NAME
     default: return "NONE";
     }
 }

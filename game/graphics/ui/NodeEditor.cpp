@@ -1,6 +1,7 @@
 #include "game/graphics/ui/NodeEditor.hpp"
 
 #include "game/graphics/ui/UiHost.hpp"
+#include "vesmo/input/CodeNames.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -9,13 +10,13 @@ namespace game::graphics::ui {
 
 namespace {
 
-// GLFW key codes, as the window reports them into ImGuiIO::KeysDown[] (ImGui 1.86 has no named keys).
-constexpr int KEY_C = 67;
-constexpr int KEY_D = 68;
-constexpr int KEY_V = 86;
-constexpr int KEY_DELETE = 261;
-constexpr int KEY_LEFT_SHIFT = 340;
-constexpr int KEY_LEFT_CONTROL = 341;
+// The window reports GLFW's key codes into ImGuiIO::KeysDown[] (ImGui 1.86 has no named keys).
+using vesmo::input::KEY_C;
+using vesmo::input::KEY_D;
+using vesmo::input::KEY_DELETE;
+using vesmo::input::KEY_LEFT_CONTROL;
+using vesmo::input::KEY_LEFT_SHIFT;
+using vesmo::input::KEY_V;
 
 bool KeyDown(int key) { return ImGui::GetIO().KeysDown[key]; }
 

@@ -1,6 +1,7 @@
 #include "game/graphics/ui/TextEditor.hpp"
 
 #include "game/graphics/ui/UiHost.hpp"
+#include "vesmo/input/CodeNames.hpp"
 
 #include <algorithm>
 #include <cctype>
@@ -10,11 +11,11 @@ namespace game::graphics::ui {
 
 namespace {
 
-// GLFW key codes, as the window reports them into ImGuiIO::KeysDown[] (ImGui 1.86 has no named keys).
-constexpr int KEY_A = 65;
-constexpr int KEY_C = 67;
-constexpr int KEY_LEFT_CONTROL = 341;
-constexpr int KEY_RIGHT_CONTROL = 345;
+// The window reports GLFW's key codes into ImGuiIO::KeysDown[] (ImGui 1.86 has no named keys).
+using vesmo::input::KEY_A;
+using vesmo::input::KEY_C;
+using vesmo::input::KEY_LEFT_CONTROL;
+using vesmo::input::KEY_RIGHT_CONTROL;
 
 bool IsWordStart(char c) { return std::isalpha(static_cast<unsigned char>(c)) != 0 || c == '_'; }
 bool IsWordChar(char c) { return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '_'; }
