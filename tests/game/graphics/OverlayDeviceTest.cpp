@@ -64,7 +64,7 @@ protected:
         Game::settings = std::make_unique<game::GameSettings>(folder.File("settings.conf"), 0);
         Game::settings->graphics_preset = 3;
         // No air: only the crates' own colliders are published, none of aerodynamic surfaces.
-        game::physics::SampleEnvironment ground;
+        physics_test::SampleEnvironment ground;
         ground.airDensity = 0.0;
         ground.up = {0.0, 1.0, 0.0};
         Game::_environmentFunctions[kYard] = ground.Function();
