@@ -13,6 +13,7 @@
 #include <cmath>
 #include <cstring>
 #include <memory>
+#include <mutex>
 #include <vector>
 
 namespace {
@@ -182,7 +183,7 @@ TEST_F(PlasmaTrailTest, ShowsOnlyInAFastGas) {
     EXPECT_EQ(Bytes<float>(data, 0), 32.0f);
     EXPECT_EQ(Bytes<float>(data, 4), 2.0f);
     EXPECT_FLOAT_EQ(Bytes<float>(data, 8), heat2 * 600.0f);
-    EXPECT_EQ(Bytes<uint16_t>(data, 14), 0u);
+    EXPECT_EQ(Bytes<uint16_t>(data, 14), 0);
     EXPECT_EQ(Bytes<glm::vec3>(data, 16), glm::vec3(1.0f, 0.25f, 0.05f)); // heat2 above 1: the hot end
     EXPECT_FLOAT_EQ(Bytes<float>(data, 28), 0.048f * 200.0f);
     auto& box = static_cast<RenderableInstance::AabbGeometry&>(*trail->geometries[0]);
