@@ -12,6 +12,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <filesystem>
 #include <memory>
 #include <mutex>
 #include <vector>
@@ -145,6 +146,7 @@ TEST(LightSourceInstance, ReachIsWherePowerFallsToOneHundredth) {
 class PlasmaTrailTest : public ::testing::Test {
 protected:
     void SetUp() override {
+        std::filesystem::current_path(TEST_MODULE_ROOT); // the renderer's font atlas is there
         renderer = std::make_unique<game::graphics::GameRenderer>(nullptr, "plasma test", 0);
         Game::renderer = renderer.get();
     }
@@ -196,6 +198,8 @@ TEST_F(PlasmaTrailTest, ShowsOnlyInAFastGas) {
     EXPECT_EQ(renderer->GetTexture(index).texture, trail->noiseTexture);
     EXPECT_EQ(trail->noiseTexture->Width(), 256u);
     EXPECT_EQ(trail->noiseTexture->Format(), VK_FORMAT_R32G32_SFLOAT);
+    ASSERT_EQ(renderer->pushedTextures.size(), 1u);
+    EXPECT_EQ(renderer->pushedTextures[0], trail->noiseTexture);
 
     // Slower, the ramp mixes grey and orange by heat2.
     trail->Update(glm::vec3(0, 400.0f, 0), 2.0f, air);
