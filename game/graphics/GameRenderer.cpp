@@ -4,6 +4,7 @@
 #include "game/Game.hpp"
 #include "game/entity/ServerSideEntity.hpp"
 #include "game/graphics/RenderableInstance.hpp"
+#include "game/graphics/ui/Panels.hpp"
 #include "game/host/Options.hpp"
 #include "game/modular/Families.hpp"
 
@@ -354,7 +355,11 @@ void GameRenderer::FrameInit() {
     relativeViewMatrix = glm::inverse(originInverseTransform * cameraTransform);
 }
 
-void GameRenderer::FrameUpdateUi() { WalkSorted("ui", &GameModTable::Renderer_FrameUpdateUi); }
+// The game's own panels first, then the modules' windows over them.
+void GameRenderer::FrameUpdateUi() {
+    ui::Panels::Draw();
+    WalkSorted("ui", &GameModTable::Renderer_FrameUpdateUi);
+}
 void GameRenderer::FrameBeforeUpdate() { WalkSorted("update", &GameModTable::Renderer_FrameBeforeUpdate); }
 void GameRenderer::FrameUpdate() { WalkSorted("update", &GameModTable::Renderer_FrameUpdate); }
 void GameRenderer::FrameAfterUpdate() { WalkSorted("update", &GameModTable::Renderer_FrameAfterUpdate); }
