@@ -28,6 +28,7 @@
 #include <benchmark/benchmark.h>
 #include <nlohmann/json.hpp>
 
+#include <cmath>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -115,8 +116,12 @@ const std::string& BigMesh() {
     return file;
 }
 
+// The renderer opens its font atlas by a relative path; the benchmark modules' folder has it.
+void EnterRunFolder() { std::filesystem::current_path(BENCH_MODULE_ROOT); }
+
 void LoadInto(benchmark::State& state, uint32_t flags) {
     const std::string& file = BigMesh();
+    EnterRunFolder();
     std::unique_ptr<game::graphics::GameRenderer> renderer;
     try {
         renderer = std::make_unique<game::graphics::GameRenderer>(nullptr, "mesh bench", flags);
@@ -177,6 +182,7 @@ void BM_ClientWalk(benchmark::State& state) {
     std::filesystem::copy_file(BENCH_SAMPLE_ENTITIES "/rover.bin", folder / "rover.bin",
                                std::filesystem::copy_options::overwrite_existing);
 
+    EnterRunFolder();
     auto renderer = std::make_unique<game::graphics::GameRenderer>(nullptr, "walk bench", 0);
     Game::renderer = renderer.get();
     auto config = std::make_shared<game::entity::EntityConfig>((folder / "rover.conf").string());

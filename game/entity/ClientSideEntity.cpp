@@ -262,7 +262,6 @@ void ClientSideEntity::InitMeshRenderables(std::shared_ptr<const game::graphics:
         renderable->firstGeometryAddr = records->DeviceAddress();
         renderable->renderableData = std::move(records);
         renderable->source = source;
-        renderable->visible = true;
         renderable->readyToDraw = true;
     }
 }

@@ -1,9 +1,9 @@
 #include "game/graphics/GameRenderer.hpp"
 
 #include "game/Assert.hpp"
-#include "game/graphics/RenderableInstance.hpp"
 #include "game/Game.hpp"
 #include "game/entity/ServerSideEntity.hpp"
+#include "game/graphics/RenderableInstance.hpp"
 #include "game/graphics/ui/Panels.hpp"
 #include "game/host/Options.hpp"
 #include "game/modular/Families.hpp"

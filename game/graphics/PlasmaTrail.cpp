@@ -6,6 +6,7 @@
 #include "vesmo/vk/Device.hpp"
 
 #include <cmath>
+#include <mutex>
 
 namespace game::graphics {
 
@@ -58,6 +59,9 @@ void PlasmaTrail::Update(const glm::vec3& newVelocity, float newSize, const game
             std::make_shared<vesmo::graphics::ComputeTexture>(Game::renderer, 256, 256, VK_FORMAT_R32G32_SFLOAT, 0);
         plasmaData->textureIndex = static_cast<uint16_t>(Game::renderer->AddTexture(noiseTexture));
         plasmaData->zero = 0;
+        // A compute texture records its pass each frame; the renderer drops it once only its list holds it.
+        std::lock_guard guard(Game::renderer->pushedTexturesMutex);
+        Game::renderer->pushedTextures.push_back(noiseTexture);
     }
     visible = true;
 }

@@ -17,7 +17,8 @@
 //   heat1 = speed2 * density / 1e8,   heat2 = |velocity| * density^0.2 / 1000.
 // The trail shows while viscosity < 0.0005 (a gas) and heat1 or heat2 exceeds 0.01. The colour ramp goes
 // from grey (heat2 0) to orange (heat2 1). The first time it shows it makes its noise texture: a 256 x 256
-// R32G32_SFLOAT ComputeTexture, added to the renderer's texture table.
+// R32G32_SFLOAT ComputeTexture, added to the renderer's texture table and to its pushed textures (whose
+// per-frame Push runs the texture's compute pass).
 
 #include "game/graphics/RenderableInstance.hpp"
 #include "game/physics/Environment.hpp"

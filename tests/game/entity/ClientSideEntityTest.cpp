@@ -58,6 +58,7 @@ protected:
         std::filesystem::copy_file(samples + "rover.gltf", folder.File("arm.gltf"));
         std::filesystem::copy_file(samples + "rover.bin", folder.File("rover.bin"));
         testing_support::WriteText(folder.File("arm.conf"), kArmConfig);
+        std::filesystem::current_path(TEST_MODULE_ROOT); // the renderer's font atlas is there
         renderer = std::make_unique<game::graphics::GameRenderer>(&window, "client test", 0);
         Game::renderer = renderer.get();
         Game::window = &window;

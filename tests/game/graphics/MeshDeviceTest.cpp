@@ -12,12 +12,14 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <filesystem>
 #include <memory>
 #include <string>
 
 namespace {
 
 TEST(MeshDevice, SampleMeshesReadBackEqualToTheirFiles) {
+    std::filesystem::current_path(TEST_MODULE_ROOT); // the renderer's font atlas is there
     std::unique_ptr<game::graphics::GameRenderer> renderer;
     try {
         renderer = std::make_unique<game::graphics::GameRenderer>(nullptr, "mesh device test",

@@ -12,6 +12,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <memory>
 #include <string>
 
@@ -32,6 +33,7 @@ protected:
         folder = nullptr;
     }
     void SetUp() override {
+        std::filesystem::current_path(TEST_MODULE_ROOT); // the renderer's font atlas is there
         ASSERT_TRUE(written) << "tests/gltf/write-meshes.mjs failed (npm ci in tests/gltf: ./run build does it)";
         renderer = std::make_unique<game::graphics::GameRenderer>(nullptr, "mesh test", 0);
         Game::renderer = renderer.get();

@@ -12,7 +12,9 @@
 
 #include <cmath>
 #include <cstring>
+#include <filesystem>
 #include <memory>
+#include <mutex>
 #include <vector>
 
 namespace {
@@ -144,6 +146,7 @@ TEST(LightSourceInstance, ReachIsWherePowerFallsToOneHundredth) {
 class PlasmaTrailTest : public ::testing::Test {
 protected:
     void SetUp() override {
+        std::filesystem::current_path(TEST_MODULE_ROOT); // the renderer's font atlas is there
         renderer = std::make_unique<game::graphics::GameRenderer>(nullptr, "plasma test", 0);
         Game::renderer = renderer.get();
     }
@@ -182,7 +185,7 @@ TEST_F(PlasmaTrailTest, ShowsOnlyInAFastGas) {
     EXPECT_EQ(Bytes<float>(data, 0), 32.0f);
     EXPECT_EQ(Bytes<float>(data, 4), 2.0f);
     EXPECT_FLOAT_EQ(Bytes<float>(data, 8), heat2 * 600.0f);
-    EXPECT_EQ(Bytes<uint16_t>(data, 14), 0u);
+    EXPECT_EQ(Bytes<uint16_t>(data, 14), 0);
     EXPECT_EQ(Bytes<glm::vec3>(data, 16), glm::vec3(1.0f, 0.25f, 0.05f)); // heat2 above 1: the hot end
     EXPECT_FLOAT_EQ(Bytes<float>(data, 28), 0.048f * 200.0f);
     auto& box = static_cast<RenderableInstance::AabbGeometry&>(*trail->geometries[0]);
@@ -195,6 +198,8 @@ TEST_F(PlasmaTrailTest, ShowsOnlyInAFastGas) {
     EXPECT_EQ(renderer->GetTexture(index).texture, trail->noiseTexture);
     EXPECT_EQ(trail->noiseTexture->Width(), 256u);
     EXPECT_EQ(trail->noiseTexture->Format(), VK_FORMAT_R32G32_SFLOAT);
+    ASSERT_EQ(renderer->pushedTextures.size(), 1u);
+    EXPECT_EQ(renderer->pushedTextures[0], trail->noiseTexture);
 
     // Slower, the ramp mixes grey and orange by heat2.
     trail->Update(glm::vec3(0, 400.0f, 0), 2.0f, air);
