@@ -20,3 +20,9 @@ endfunction()
 
 # __FILE__ relative to the source tree: assertion messages name "game/Chemistry", not a build machine's path.
 add_compile_options(-fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=)
+
+# Vulkan's structures are written `VkThing info{VK_STRUCTURE_TYPE_THING};`, the rest zero: the idiom the API
+# is designed for. Code that fills Vulkan structures takes it without a warning per structure.
+function(orkalin_vulkan_idiom target)
+  target_compile_options(${target} PRIVATE -Wno-missing-field-initializers)
+endfunction()

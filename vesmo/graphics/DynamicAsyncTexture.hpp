@@ -7,8 +7,16 @@
 // another size than the texture's is scaled to it, nearest pixel, so a view whose page was laid out a pixel
 // off still fills the whole surface. Bytes that don't decode leave the content as it was.
 //
-// Without a device the content is host memory, read with CopyPixels or Pixel; Generation() counts the
-// images taken, so a reader can tell that something new came. All operations are safe from any thread.
+// The content is host memory, read with CopyPixels or Pixel; Generation() counts the images taken, so a
+// reader can tell that something new came. All operations are safe from any thread.
+//
+// It is a Texture: added to a renderer's table on a device, it gets an R8G8B8A8_UNORM image, and Push
+// (render thread, the frame's command buffer; the game renderer calls it for its pushed textures) copies
+// the newest content into it when a new image came since the last Push. Texture::Pixels() of this class
+// is empty: the content changes, read it with CopyPixels.
+
+#include "vesmo/graphics/Texture.hpp"
+#include "vesmo/vk/Buffer.hpp"
 
 #include <array>
 #include <cstdint>
@@ -17,15 +25,12 @@
 
 namespace vesmo::graphics {
 
-class DynamicAsyncTexture {
+class DynamicAsyncTexture : public Texture {
 public:
     static constexpr std::uint32_t Channels = 4; // RGBA, 8 bits each
 
     // A texture of width x height pixels, transparent black until the first image comes.
     DynamicAsyncTexture(std::uint32_t width, std::uint32_t height);
-
-    std::uint32_t Width() const { return _width; }
-    std::uint32_t Height() const { return _height; }
 
     // Decodes and takes one encoded image. False when the bytes aren't an image.
     bool Load(const unsigned char* data, unsigned long size);
@@ -39,12 +44,23 @@ public:
     // One pixel of the content as R, G, B, A; (0, 0) is the top left.
     std::array<unsigned char, 4> Pixel(std::uint32_t x, std::uint32_t y) const;
 
+    // Makes the image (transparent black, or the content so far).
+    void Upload(vk::Device* device) override;
+    // Records the copy of a content newer than the image's.
+    void Push(VkCommandBuffer commandBuffer) override;
+    // Nothing to read again: the content comes from Load.
+    void Reload() override {}
+
 private:
-    const std::uint32_t _width;
-    const std::uint32_t _height;
     mutable std::mutex _mutex; // guards the two below
-    std::vector<unsigned char> _pixels;
+    std::vector<unsigned char> _content;
     std::uint64_t _generation = 0;
+
+    // Render thread only: one staging buffer per frame in flight, so a copy never overwrites bytes that a
+    // frame still reads.
+    std::vector<vk::Buffer> _staging;
+    std::uint32_t _nextStaging = 0;
+    std::uint64_t _pushedGeneration = 0;
 };
 
 } // namespace vesmo::graphics
