@@ -1,6 +1,8 @@
 #include "game/graphics/GameRenderer.hpp"
 
 #include "game/Game.hpp"
+#include "game/graphics/ui/Element.hpp"
+#include "game/graphics/ui/GraphicsPipelineWrapper.hpp"
 #include "game/modular/Families.hpp"
 
 #include <imgui.h>
@@ -45,13 +47,31 @@ void WalkSorted(const char* list, game::modular::CommandHook GameModTable::*hook
 } // namespace
 
 GameRenderer::GameRenderer(vesmo::graphics::Window* window, const char* name, uint32_t flags)
-    : VesmoRenderer(window, name, flags) {}
+    : VesmoRenderer(window, name, flags) {
+    overlayPipelineLayout =
+        vesmo::vk::PipelineLayout(GetDevice(), {GetDescriptorSetLayout()},
+                                  {{VK_SHADER_STAGE_ALL, 0, ui::Element::DataSize}}, "overlay pipeline layout");
+}
 
 GameRenderer::~GameRenderer() = default;
 
 void GameRenderer::RefreshViewport() {
     VesmoRenderer::RefreshViewport();
     WalkAll(&GameModTable::Renderer_RefreshViewport);
+}
+
+void GameRenderer::CreateSwapchainDependantObjects() {
+    VesmoRenderer::CreateSwapchainDependantObjects();
+    const VkExtent2D extent = GetOutputImageExtent();
+    overlayRenderpass = vesmo::vk::Renderpass(GetDevice(), GetOutputImageFormat(), extent.width, extent.height,
+                                              GetOutputImageUsage(), true, "overlay pass");
+    ui::GraphicsPipelineWrapper::LoadPipelines(this);
+}
+
+void GameRenderer::DestroySwapchainDependantObjects() {
+    ui::GraphicsPipelineWrapper::UnloadPipelines();
+    overlayRenderpass.Destroy();
+    VesmoRenderer::DestroySwapchainDependantObjects();
 }
 
 void GameRenderer::StartRendering() {
@@ -79,8 +99,10 @@ void GameRenderer::FrameBeforeUpdate() { WalkSorted("update", &GameModTable::Ren
 void GameRenderer::FrameUpdate() { WalkSorted("update", &GameModTable::Renderer_FrameUpdate); }
 void GameRenderer::FrameAfterUpdate() { WalkSorted("update", &GameModTable::Renderer_FrameAfterUpdate); }
 void GameRenderer::FrameBeforeRender() { WalkSorted("render", &GameModTable::Renderer_FrameBeforeRender); }
-// The UI elements are sorted before this hook once the UI tree exists.
-void GameRenderer::FrameAfterRender() { WalkSorted("render", &GameModTable::Renderer_FrameAfterRender); }
+void GameRenderer::FrameAfterRender() {
+    ui::Element::SortByOrder();
+    WalkSorted("render", &GameModTable::Renderer_FrameAfterRender);
+}
 
 // The per-frame texture pushes follow this hook once textures exist.
 void GameRenderer::FramePushCommands(VkCommandBuffer commandBuffer) {
@@ -104,6 +126,11 @@ void GameRenderer::FramePostCommands(VkCommandBuffer commandBuffer) {
 // The crosshair and the physics debug overlay are drawn before this hook once the overlay pass exists.
 void GameRenderer::FrameOverlayCommands(VkCommandBuffer commandBuffer) {
     WalkSorted("overlay", &GameModTable::Renderer_FrameOverlayCommands, commandBuffer);
+    if (!commandBuffer)
+        return;
+    overlayRenderpass.Begin(commandBuffer, GetOutputVkImageView());
+    ui::Element::DrawAll(commandBuffer);
+    overlayRenderpass.End(commandBuffer);
 }
 
 void GameRenderer::Frame() {

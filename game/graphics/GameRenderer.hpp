@@ -16,6 +16,8 @@
 // from another thread must not meet a collection (trashMutex orders pushes against pushes only).
 
 #include "vesmo/renderer/VesmoRenderer.hpp"
+#include "vesmo/vk/PipelineLayout.hpp"
+#include "vesmo/vk/Renderpass.hpp"
 
 #include <memory>
 #include <mutex>
@@ -28,7 +30,10 @@ public:
     GameRenderer(vesmo::graphics::Window* window, const char* name, uint32_t flags);
     ~GameRenderer() override;
 
-    void RefreshViewport() override;           // base, then "Renderer_RefreshViewport" (all modules)
+    void RefreshViewport() override; // base, then "Renderer_RefreshViewport" (all modules)
+    // The overlay pass over the output image, then the UI pipelines for it; unloaded in reverse.
+    void CreateSwapchainDependantObjects() override;
+    void DestroySwapchainDependantObjects() override;
     void StartRendering() override;            // base, then "Renderer_StartRendering" (all modules)
     void StopRendering() override;             // "Renderer_StopRendering" (all modules), then base
     void FrameCollectGarbage() override;       // "Renderer_FrameCollectGarbage" (all), then CollectTrash()
@@ -61,6 +66,11 @@ public:
     void CollectTrash();
     // Collects until nothing is left.
     void CollectAllTrash();
+
+    // The pass of FrameOverlayCommands, where the UI elements draw, and the layout of its pipelines: the
+    // engine's descriptor set and 128 bytes of push constants for all stages.
+    vesmo::vk::Renderpass overlayRenderpass;
+    vesmo::vk::PipelineLayout overlayPipelineLayout;
 
     bool resetUiStyle = false;
     std::mutex trashMutex;
