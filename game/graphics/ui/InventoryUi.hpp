@@ -130,7 +130,7 @@ public:
     float slotWidth = 64.0f;
     float slotHeight = 64.0f;
     float slotMargin = 8.0f;
-    float slotsTop = 30.0f; // room for the title bar
+    float slotsTop = 40.0f; // room for the title bar
     bool compact = false;
     ImVec4 windowColor{0.05f, 0.06f, 0.08f, 0.9f};
     std::vector<std::shared_ptr<Item>> slots;

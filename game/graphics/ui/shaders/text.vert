@@ -1,7 +1,8 @@
 #version 460
 // A Text: one glyph quad per instance, the instance's character read from the push constant block
-// (Element.hpp lays it out). Glyphs come from the monospace atlas at texture index 0: 16 x 16 cells of
-// 1:2, cell n holding the character n. The line is centred on its position.
+// (Element.hpp lays it out). Glyphs come from the monospace atlas at texture index 0: 16 columns by 8 rows
+// of cells of 1:2, cell n holding the ASCII character n (others draw as the empty cell 0). The line is
+// centred on its position.
 #include "vesmo/renderer/shaders/textures.glsl"
 
 layout(push_constant) uniform TextBlock {
@@ -20,10 +21,12 @@ const vec2 corners[4] = vec2[](vec2(0.0, 0.0), vec2(1.0, 0.0), vec2(0.0, 1.0), v
 void main() {
     const vec2 screen = vec2(renderer.extent.xy);
     const uint index = uint(gl_InstanceIndex);
-    const uint character = (text.characters[index / 4u] >> (8u * (index % 4u))) & 0xFFu;
+    uint character = (text.characters[index / 4u] >> (8u * (index % 4u))) & 0xFFu;
+    if (character > 127u)
+        character = 0u;
     const vec2 corner = corners[gl_VertexIndex];
     const vec2 glyph = vec2(text.size * 0.5 * screen.y / screen.x, text.size);
     const vec2 topLeft = text.position - vec2(glyph.x * float(text.count), glyph.y) * 0.5;
     gl_Position = vec4(topLeft + (vec2(float(index), 0.0) + corner) * glyph, 0.0, 1.0);
-    uv = (vec2(float(character % 16u), float(character / 16u)) + corner) / 16.0;
+    uv = (vec2(float(character % 16u), float(character / 16u)) + corner) / vec2(16.0, 8.0);
 }

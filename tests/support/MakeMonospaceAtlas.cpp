@@ -1,10 +1,10 @@
-// Build tool: rasterises a monospace TrueType font into the atlas that the UI text shader samples.
+// Test tool: rasterises a monospace TrueType font into an atlas of the layout that the UI text shader
+// samples at texture index 0, for device tests of renderers that don't put the game's own atlas there.
 //
 //     MakeMonospaceAtlas <font.ttf> <atlas.png>
 //
-// The atlas is 512 x 1024 RGBA: 16 x 16 cells of 32 x 64 pixels, cell n (row n / 16, column n % 16)
-// holding the character n for the printable ASCII range, each glyph centred in its cell on a common
-// baseline. Every channel holds the glyph's coverage: the shader reads alpha, and a viewer shows
+// The atlas is 512 x 512 RGBA: 16 x 8 cells of 32 x 64 pixels, cell n (row n / 16, column n % 16) holding
+// the character n for the printable ASCII range, each glyph centred in its cell on a common baseline. Every channel holds the glyph's coverage: the shader reads alpha, and a viewer shows
 // white glyphs on black.
 
 #include <stb/stb_image_write.h>
@@ -28,7 +28,7 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "MakeMonospaceAtlas: cannot read the font %s\n", argv[1]);
         return 1;
     }
-    constexpr int CellWidth = 32, CellHeight = 64, Width = CellWidth * 16, Height = CellHeight * 16;
+    constexpr int CellWidth = 32, CellHeight = 64, Width = CellWidth * 16, Height = CellHeight * 8;
     const float scale = stbtt_ScaleForPixelHeight(&font, 52.0f);
     int ascent = 0, descent = 0, lineGap = 0;
     stbtt_GetFontVMetrics(&font, &ascent, &descent, &lineGap);
