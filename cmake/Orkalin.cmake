@@ -11,7 +11,12 @@ endfunction()
 function(orkalin_shared_library target)
   add_library(${target} SHARED ${ARGN})
   set_target_properties(${target} PROPERTIES PREFIX "" OUTPUT_NAME ${target})
-  target_include_directories(${target} PUBLIC ${PROJECT_SOURCE_DIR})
+  target_include_directories(${target} PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>
+                                              $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/orkalin>)
+  # The headers are C++20: whatever builds against them (a module outside this tree) is too.
+  target_compile_features(${target} PUBLIC cxx_std_20)
+  # Installed, the engine and the game sit side by side in <prefix>/lib/orkalin/ (cmake/Install.cmake).
+  set_target_properties(${target} PROPERTIES INSTALL_RPATH "$ORIGIN")
   # A library's calls to its own functions go straight to them (and may be inlined) instead of through the
   # PLT: nobody replaces the engine's or the game's functions by loading a library with the same symbols.
   target_compile_options(${target} PRIVATE -fno-semantic-interposition)
@@ -25,4 +30,16 @@ add_compile_options(-fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=)
 # is designed for. Code that fills Vulkan structures takes it without a warning per structure.
 function(orkalin_vulkan_idiom target)
   target_compile_options(${target} PRIVATE -Wno-missing-field-initializers)
+endfunction()
+
+# orkalin_runtime_files(DESTINATION <path in the run directory> FILES <absolute paths...>): data the game opens
+# by a relative path (fonts, shaders, sounds). Copied into ${ORKALIN_RUN_DIR}/<path> when the build is
+# configured and again whenever a file changes, and installed under <prefix>/share/orkalin/game/<path>.
+function(orkalin_runtime_files)
+  cmake_parse_arguments(RT "" "DESTINATION" "FILES" ${ARGN})
+  foreach(file ${RT_FILES})
+    get_filename_component(name ${file} NAME)
+    configure_file(${file} ${ORKALIN_RUN_DIR}/${RT_DESTINATION}/${name} COPYONLY)
+  endforeach()
+  install(FILES ${RT_FILES} DESTINATION ${CMAKE_INSTALL_DATADIR}/orkalin/game/${RT_DESTINATION})
 endfunction()

@@ -1,15 +1,18 @@
+// Game's statics and its entry points: the lifecycle the launcher drives, the per-loop updates, input modes
+// and the main loop's work queue. The look of the UI is in GameUi.cpp, channels and monitors in
+// GameChannels.cpp.
+
 #include "game/Game.hpp"
 
-#include "game/host/Options.hpp"
 #include "game/audio/EnvironmentAudio.hpp"
 #include "game/entity/ServerTick.hpp"
 #include "game/graphics/GameRenderer.hpp"
+#include "game/host/Options.hpp"
 #include "game/input/Controller.hpp"
 #include "game/input/Joystick.hpp"
 #include "game/modular/Families.hpp"
 
 #include "vesmo/audio/Studio.hpp"
-#include "vesmo/core/String.hpp"
 #include "vesmo/cpu/Profiler.hpp"
 #include "vesmo/graphics/Window.hpp"
 
@@ -17,11 +20,7 @@
 #include <imgui.h>
 
 #include <chrono>
-#include <cstdlib>
-#include <cstring>
-#include <filesystem>
 #include <iostream>
-#include <shared_mutex>
 
 using game::modular::GAME_Mod;
 using game::modular::ORKALIN_Mod;
@@ -93,24 +92,12 @@ std::unordered_map<game::entity::Id, double> Game::serverSideEntityPerformance_a
 double Game::serverSidePhysicsAvgTime = 0.0;
 double Game::serverSideSyncAvgTime = 0.0;
 
-std::unordered_map<unsigned int, std::string> Game::_monitors = {{0u, std::string()}};
-std::mutex Game::_monitorsMutex;
-uint32_t Game::currentMonitorID = 0;
-double Game::currentMonitorX = 0.0;
-double Game::currentMonitorY = 0.0;
-double Game::currentMonitorDistance = 0.0;
-std::unordered_map<std::string, std::array<char, 4096>> Game::_imcData;
-vesmo::SharedMutex Game::_imcMutex;
-
 namespace {
 
 // GLFW's cursor mode values.
 constexpr int kGlfwCursor = 208897;         // GLFW_CURSOR
 constexpr int kGlfwCursorNormal = 212993;   // GLFW_CURSOR_NORMAL
 constexpr int kGlfwCursorDisabled = 212995; // GLFW_CURSOR_DISABLED
-
-constexpr size_t kImcCapacity = 4096;
-constexpr int kImcDigits = 9;
 
 // System clock seconds since its epoch, from its nanosecond count.
 double ClockSeconds() {
@@ -318,113 +305,4 @@ void Game::SetMouseLook(bool on) {
 void Game::Synchronize(std::function<void()> work) {
     std::lock_guard guard(_syncMutex);
     _syncQueue.push_back(std::move(work));
-}
-
-void Game::LoadFonts() {
-    static constexpr const char* kFont = "game/graphics/ui/fonts/SourceCodePro-Semibold.otf";
-    // ImGui asserts on a missing file; say what is missing instead.
-    if (std::filesystem::exists(kFont))
-        ImGui::GetIO().Fonts->AddFontFromFileTTF(kFont, 32.0f);
-    else
-        std::cerr << "Font file not found: " << kFont << std::endl;
-    // InventoryUi::LoadFonts() follows once the inventory exists.
-}
-
-void Game::SetupUiStyle() {
-    ImGuiStyle& style = ImGui::GetStyle();
-    style.Alpha = 0.8f;
-    style.WindowPadding = ImVec2(10, 10);
-    style.WindowRounding = 0;
-    style.WindowBorderSize = 2;
-    style.WindowMinSize = ImVec2(300, 100);
-    style.WindowTitleAlign = ImVec2(0.5f, 0.5f);
-    style.FramePadding = ImVec2(10, 5);
-    style.FrameRounding = 4;
-    style.TabRounding = 4;
-    style.TabBorderSize = 2;
-
-    ImVec4* colors = style.Colors;
-    colors[ImGuiCol_Text] = ImVec4(1, 1, 1, 1);
-    colors[ImGuiCol_WindowBg] = ImVec4(0, 0, 0, 1);
-    colors[ImGuiCol_Border] = ImVec4(0, 0, 0, 0);
-    colors[ImGuiCol_BorderShadow] = ImVec4(0, 0, 0, 0.5f);
-    colors[ImGuiCol_TitleBg] = ImVec4(0, 0, 0, 0.7f);
-    colors[ImGuiCol_TitleBgActive] = ImVec4(0, 0, 0, 0.8f);
-    colors[ImGuiCol_TitleBgCollapsed] = ImVec4(0, 0, 0, 0.3f);
-    colors[ImGuiCol_Tab] = ImVec4(0.5f, 0.6f, 0.7f, 1);
-    colors[ImGuiCol_TabHovered] = ImVec4(0.1f, 0.1f, 0.1f, 1);
-    colors[ImGuiCol_TabActive] = ImVec4(0.1f, 0.3f, 0.5f, 1);
-    colors[ImGuiCol_TabUnfocusedActive] = ImVec4(0, 0, 0, 1);
-    // The colour that follows in ImGui's list (ImGuiCol_PlotLines in 1.86).
-    colors[ImGuiCol_TabUnfocusedActive + 1] = ImVec4(0.1f, 0.3f, 0.5f, 1);
-
-    const float scaling = settings->ui_scaling;
-    ImGui::GetIO().FontGlobalScale = 0.5f * scaling; // fonts are loaded at 32: 16 at a scaling of 1
-    style.ScaleAllSizes(scaling);
-}
-
-float Game::GetUiScaling() {
-    if (!ImGui::GetCurrentContext())
-        return 1.0f;
-    return 2.0f * ImGui::GetIO().FontGlobalScale;
-}
-
-bool Game::ShowHelpTooltip() {
-    using game::input::Controller;
-    if (!settings->show_help_tooltips || ImGui::IsWindowFocused(ImGuiFocusedFlags_AnyWindow) || !_mouseLook)
-        return false;
-    // A tool in use has the player's attention.
-    if (Controller::GetAvatarToolPrimary() != 0 || Controller::GetAvatarToolSecondary() != 0 ||
-        Controller::GetAvatarToolConfigure())
-        return false;
-    const ImGuiViewport* viewport = ImGui::GetMainViewport();
-    ImGui::SetNextWindowPos(ImVec2(viewport->WorkSize.x, 0.0f), ImGuiCond_Always, ImVec2(1.0f, 0.0f));
-    ImGui::SetNextWindowBgAlpha(0.5f);
-    ImGui::Begin("Help Tooltips", nullptr, 725871);
-    ImGui::Text("Help Tooltips (Press F1 and uncheck \"Show Help Tooltips\" to disable)");
-    ImGui::Separator();
-    ImGui::End();
-    return true;
-}
-
-std::string Game::GetIMC(const std::string& key, const std::string& defaultValue) {
-    std::shared_lock lock(_imcMutex);
-    auto found = _imcData.find(key);
-    return found != _imcData.end() ? std::string(found->second.data()) : defaultValue;
-}
-
-double Game::GetNumericIMC(const std::string& key, double defaultValue) {
-    std::shared_lock lock(_imcMutex);
-    auto found = _imcData.find(key);
-    return found != _imcData.end() ? std::strtod(found->second.data(), nullptr) : defaultValue;
-}
-
-void Game::SetIMC(const std::string& key, const std::string& value) {
-    {
-        std::shared_lock lock(_imcMutex);
-        auto found = _imcData.find(key);
-        if (found != _imcData.end()) {
-            // strncpy pads with zeros up to the limit, so no old text shows through; the last byte is
-            // never written and stays the terminator.
-            std::strncpy(found->second.data(), value.c_str(), kImcCapacity - 1);
-            return;
-        }
-    }
-    std::unique_lock lock(_imcMutex);
-    std::array<char, kImcCapacity>& text = _imcData[key];
-    text.fill('\0');
-    std::strncpy(text.data(), value.c_str(), kImcCapacity - 1);
-}
-
-void Game::SetIMC(const std::string& key, double value) { SetIMC(key, vesmo::String::FromDouble(value, kImcDigits)); }
-
-void Game::AssignMonitor(unsigned int id, const std::string& name) {
-    std::lock_guard guard(_monitorsMutex);
-    _monitors[id] = name;
-}
-
-std::string Game::GetMonitor() {
-    std::lock_guard guard(_monitorsMutex);
-    auto found = _monitors.find(currentMonitorID);
-    return found != _monitors.end() ? found->second : std::string();
 }

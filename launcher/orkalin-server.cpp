@@ -1,9 +1,10 @@
 // The dedicated server: loads a world's SERVER_Mod modules and saved entities, runs Game::ServerUpdate at a
 // fixed rate (or as fast as it can for a number of ticks), and saves the world when it ends.
 //
-// Working directory: build/game/ (run it from there). Modules are found as modules/<Name>/<Name>.SERVER_Mod.so
-// and worlds under ../Orkalin-data/server/worlds/<world>/, both relative to it, as the module host and the
-// entity persistence fix them.
+// Working directory: the game's run directory, build/game/ in a build tree and <prefix>/share/orkalin/game/ when
+// installed (run it from there, or name it with --game-dir). Modules are found as
+// modules/<Name>/<Name>.SERVER_Mod.so and worlds under ../Orkalin-data/server/worlds/<world>/, both relative to
+// it, as the module host and the entity persistence fix them.
 
 #include "WorldFile.hpp"
 #include "WorldReport.hpp"
@@ -16,6 +17,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
@@ -26,6 +28,7 @@
 #include <mutex>
 #include <string>
 #include <thread>
+#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -61,6 +64,7 @@ struct Options {
     bool profile = false;
     std::string picture;
     std::string dump;
+    std::string gameDir; // empty: the working directory
 };
 
 void PrintHelp() {
@@ -69,7 +73,8 @@ void PrintHelp() {
         "\n"
         "The dedicated server of the Orkalin sandbox: runs a world's simulation without a window or a GPU.\n"
         "\n"
-        "Run it with build/game/ as the working directory. From there, modules are\n"
+        "It runs from the game's run directory: the working directory, or the one --game-dir names\n"
+        "(build/game/ in a build tree, PREFIX/share/orkalin/game/ when installed). From there, modules are\n"
         "  modules/<Name>/<Name>.SERVER_Mod.so\n"
         "and the world's files are in\n"
         "  ../Orkalin-data/server/worlds/WORLD/            world.conf, the modules' own files\n"
@@ -82,6 +87,7 @@ void PrintHelp() {
         "stops it finishes the tick, lets the modules save, saves every entity, and exits 0.\n"
         "\n"
         "Options:\n"
+        "  --game-dir DIR      run from DIR instead of the working directory (other paths stay as given)\n"
         "  --create            make the world if it does not exist (needs --modules)\n"
         "  --modules A,B       the modules to run; stored in the world's file (default: the file's list)\n"
         "  --ticks N           run N ticks as fast as possible, then save and exit (0: load and save only)\n"
@@ -166,11 +172,13 @@ int ParseArguments(int argc, char** argv, Options& options) {
             if (!number(n, 0))
                 return kExitUsage;
             options.substeps = static_cast<int>(n);
-        } else if (arg == "--picture" || arg == "--dump") {
+        } else if (arg == "--picture" || arg == "--dump" || arg == "--game-dir") {
             const char* text = value();
             if (!text)
                 return kExitUsage;
-            (arg == "--picture" ? options.picture : options.dump) = text;
+            // Paths the user gives mean what they meant where the server was started, also after --game-dir.
+            const std::string path = std::filesystem::absolute(text).string();
+            (arg == "--picture" ? options.picture : arg == "--dump" ? options.dump : options.gameDir) = path;
         } else if (!arg.empty() && arg[0] == '-') {
             std::fprintf(stderr, "orkalin-server: unknown option '%s' (see --help)\n", arg.c_str());
             return kExitUsage;
@@ -234,6 +242,11 @@ int main(int argc, char** argv) {
         return code;
     if (options.profile)
         vesmo::cpu::Profiler::SetCapturing(true);
+    if (!options.gameDir.empty() && chdir(options.gameDir.c_str()) != 0) {
+        std::fprintf(stderr, "orkalin-server: cannot run from --game-dir %s: %s\n", options.gameDir.c_str(),
+                     std::strerror(errno));
+        return kExitUsage;
+    }
 
     // From here on a stop request is noted, never fatal: one that arrives while the world loads ends the run
     // before its first tick, with the world saved.

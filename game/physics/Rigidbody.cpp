@@ -43,6 +43,38 @@ void ReturnColliderStorage(std::vector<game::entity::ConvexMeshCollider>&& stora
 
 } // namespace detail
 
+namespace {
+
+// The storage of the per-frame lists of moving bodies, kept by the physics thread between frames.
+template <class EntityT> struct SpareLists {
+    std::vector<std::vector<DynamicRigidbody<EntityT>*>> dynamicCandidates;
+    std::vector<std::vector<Rigidbody<EntityT>*>> staticCandidates;
+    std::vector<std::vector<glm::dvec3>> contactVectors; // normals and relative points alike
+    std::vector<std::vector<AerodynamicSurface>> surfaces;
+
+    static SpareLists& OfThread() {
+        thread_local SpareLists spares;
+        return spares;
+    }
+};
+
+template <class T> std::vector<T> TakeList(std::vector<std::vector<T>>& spares) {
+    if (spares.empty())
+        return {};
+    std::vector<T> list = std::move(spares.back());
+    spares.pop_back();
+    return list;
+}
+
+template <class T> void ReturnList(std::vector<std::vector<T>>& spares, std::vector<T>& list) {
+    if (list.capacity() == 0)
+        return;
+    list.clear();
+    spares.push_back(std::move(list));
+}
+
+} // namespace
+
 template <class EntityT>
 Rigidbody<EntityT>::Rigidbody(typename EntityT::Ptr& source)
     : entity(source), colliders(detail::TakeColliderStorage()) {
@@ -97,6 +129,26 @@ DynamicRigidbody<EntityT>::DynamicRigidbody(typename EntityT::Ptr& source, doubl
     interactsWithEnvironment = e.bodyOption != 0;
     ignoredCollisions = e.linkedEntities;
     sweptRadius = glm::length(linearVelocity) * deltaTime * 0.5 + this->boundingRadius;
+
+    SpareLists<EntityT>& spares = SpareLists<EntityT>::OfThread();
+    dynamicCandidates = TakeList(spares.dynamicCandidates);
+    staticCandidates = TakeList(spares.staticCandidates);
+    staticContactNormals = TakeList(spares.contactVectors);
+    staticRelativeContactPoints = TakeList(spares.contactVectors);
+    aerodynamicSurfaces = TakeList(spares.surfaces);
+}
+
+template <class EntityT> DynamicRigidbody<EntityT>::~DynamicRigidbody() {
+    // A body moved from has nothing left to give.
+    if (dynamicCandidates.capacity() == 0 && staticCandidates.capacity() == 0 && staticContactNormals.capacity() == 0 &&
+        staticRelativeContactPoints.capacity() == 0 && aerodynamicSurfaces.capacity() == 0)
+        return;
+    SpareLists<EntityT>& spares = SpareLists<EntityT>::OfThread();
+    ReturnList(spares.dynamicCandidates, dynamicCandidates);
+    ReturnList(spares.staticCandidates, staticCandidates);
+    ReturnList(spares.contactVectors, staticContactNormals);
+    ReturnList(spares.contactVectors, staticRelativeContactPoints);
+    ReturnList(spares.surfaces, aerodynamicSurfaces);
 }
 
 template <class EntityT> void DynamicRigidbody<EntityT>::ComputeInertiaTensor() {

@@ -84,6 +84,12 @@ public:
     // Asserts "deltaTime > 0" and "mass > 0". The module's impulses of the frame become constant
     // accelerations over it.
     DynamicRigidbody(typename EntityT::Ptr& entity, double deltaTime);
+    // The per-frame lists (candidates, contacts, surfaces) take their storage from the calling thread's
+    // spares when the body is built and give it back when it goes, so that a scene whose bodies touch
+    // allocates nothing per tick once its lists have grown.
+    ~DynamicRigidbody();
+    DynamicRigidbody(DynamicRigidbody&&) noexcept = default;
+    DynamicRigidbody& operator=(DynamicRigidbody&&) noexcept = default;
 
     // Any impulse, however small and from whatever source, cancels the proof of rest of this frame.
     void ApplyImpulse(const glm::dvec3& impulse, const glm::dvec3& relativePoint);

@@ -39,7 +39,7 @@ TEST(MultiFont, MissingFilesAreNamedAndTheFontsOfTheBuildLoad) {
     }
     std::filesystem::remove_all(empty);
 
-    ScopedContext context(ORKALIN_BUILD_DIR);
+    ScopedContext context(ORKALIN_RUN_DIR);
     game::MultiFont font;
     ASSERT_NE(font.font, nullptr);
     game::graphics::ui::InventoryUi::LoadFonts();

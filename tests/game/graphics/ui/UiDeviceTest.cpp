@@ -43,10 +43,9 @@ public:
 class UiDeviceTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        // The game opens its files relative to the build folder.
+        // The game opens its files relative to the run directory.
         _oldFolder = std::filesystem::current_path();
-        std::filesystem::current_path(ORKALIN_BUILD_DIR);
-        std::filesystem::create_directories("test-pictures");
+        std::filesystem::current_path(ORKALIN_RUN_DIR);
         try {
             renderer = std::make_unique<UiRenderer>();
         } catch (const vesmo::vk::NoDeviceError& error) {
@@ -55,7 +54,7 @@ protected:
         // The text shader reads the monospace atlas at index 0; a renderer that doesn't put the game's own
         // there gets one of the same layout.
         if (renderer->TextureCount() == 0)
-            ASSERT_EQ(renderer->AddTexture("test-assets/monospace_font_atlas.png"), 0u);
+            ASSERT_EQ(renderer->AddTexture(ORKALIN_BUILD_DIR "/test-assets/monospace_font_atlas.png"), 0u);
         Game::renderer = renderer.get();
     }
     void TearDown() override {
@@ -76,7 +75,8 @@ protected:
         }
     };
     Picture Save(const char* name) {
-        const std::string path = std::string("test-pictures/") + name;
+        std::filesystem::create_directories(ORKALIN_BUILD_DIR "/test-pictures");
+        const std::string path = std::string(ORKALIN_BUILD_DIR "/test-pictures/") + name;
         EXPECT_EQ(renderer->SaveOutputImage(path), 1);
         return Picture{vesmo::graphics::Texture::Load(path)};
     }
