@@ -10,6 +10,9 @@
 // VK_IMAGE_LAYOUT_SHADER_READ_ONLY_OPTIMAL, and GetImageView() gives its view. Without a device nothing is
 // uploaded and GetImageView() stays null; the table works the same.
 //
+// The image belongs to the device: every holder drops its textures before the renderer that owns the
+// device goes (the game clears its table and trash in GameRenderer::Cleanup).
+//
 // Textures whose content changes (DynamicAsyncTexture, ComputeTexture) derive from this class: Push is
 // called on the render thread with the frame's command buffer, for what must be recorded each frame (a new
 // image from the web view, a compute pass); the base Push does nothing. Reload reads the file again.

@@ -36,8 +36,13 @@ void VesmoRenderer::StartImGui() {
     if (glfwWindow && GetSwapchain())
         ImGui_ImplGlfw_InitForVulkan(glfwWindow->Handle(), true);
     vesmo::vk::Device* device = GetDevice();
-    if (!device)
+    if (!device) {
+        // Nothing draws the atlas, but ImGui's frame wants it built.
+        unsigned char* pixels = nullptr;
+        int width = 0, height = 0;
+        ImGui::GetIO().Fonts->GetTexDataAsRGBA32(&pixels, &width, &height);
         return;
+    }
     const VkDescriptorPoolSize sizes[] = {{VK_DESCRIPTOR_TYPE_COMBINED_IMAGE_SAMPLER, 16}};
     VkDescriptorPoolCreateInfo pool{VK_STRUCTURE_TYPE_DESCRIPTOR_POOL_CREATE_INFO};
     pool.flags = VK_DESCRIPTOR_POOL_CREATE_FREE_DESCRIPTOR_SET_BIT;

@@ -7,6 +7,7 @@
 
 #include <GLFW/glfw3.h>
 #include <gtest/gtest.h>
+#include <imgui.h>
 
 #include <cstdio>
 #include <sstream>
@@ -164,4 +165,41 @@ TEST(DeviceMissing, AProgramSaysSoInOneSentenceAndFails) {
     EXPECT_NE(WEXITSTATUS(status), 0);
     EXPECT_EQ(out.rfind("No usable Vulkan device: ", 0), 0u) << out;
     EXPECT_EQ(std::count(out.begin(), out.end(), '\n'), 1) << out;
+}
+
+// Dear ImGui drawn by Debian's imgui_impl_vulkan onto the output image, last in the frame.
+class ImGuiRenderer : public devicetest::PictureRenderer {
+public:
+    using PictureRenderer::PictureRenderer;
+    void FrameUpdateUi() override {
+        ImGui::GetForegroundDrawList()->AddRectFilled(ImVec2(10, 10), ImVec2(50, 40), IM_COL32(255, 128, 0, 255));
+        ImGui::SetNextWindowPos(ImVec2(60, 150));
+        ImGui::Begin("panel");
+        ImGui::Text("vesmo");
+        ImGui::End();
+    }
+};
+
+TEST(DeviceImGui, DrawsOverTheFrameOffscreen) {
+    ImGui::CreateContext();
+    std::unique_ptr<ImGuiRenderer> renderer;
+    try {
+        renderer = std::make_unique<ImGuiRenderer>(nullptr, VulkanRenderer::DEVICE | VulkanRenderer::VALIDATION);
+    } catch (const vesmo::vk::NoDeviceError& error) {
+        ImGui::DestroyContext();
+        GTEST_SKIP() << error.what();
+    }
+    renderer->EnableImGui();
+    renderer->StartRendering();
+    renderer->Frame();
+    renderer->Frame();
+    const std::string path = PictureFolder() + "/imgui-1280x720.png";
+    ASSERT_EQ(renderer->SaveOutputImage(path), 1);
+    const devicetest::Picture picture = ReadPng(path);
+    EXPECT_EQ(picture.Pixel(30, 25), 0xFF0080FFu); // the orange rectangle, in its place
+    EXPECT_EQ(picture.Pixel(5, 5), 0xFF330000u);   // the cleared frame around it
+    renderer->StopRendering();
+    EXPECT_EQ(renderer->ValidationMessageCount(), 0u);
+    renderer.reset();
+    ImGui::DestroyContext();
 }
