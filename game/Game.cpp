@@ -7,6 +7,8 @@
 #include "game/audio/EnvironmentAudio.hpp"
 #include "game/entity/ServerTick.hpp"
 #include "game/graphics/GameRenderer.hpp"
+#include "game/graphics/ui/Element.hpp"
+#include "game/graphics/ui/InventoryUi.hpp"
 #include "game/host/Options.hpp"
 #include "game/input/Controller.hpp"
 #include "game/input/Joystick.hpp"
@@ -235,14 +237,18 @@ void Game::Stop() {
             module->Game_Stop();
     });
 
-    // Client-side objects and UI registries are cleared here as their work arrives, in this order:
-    // ClientSideEntity::_sharedObjects (under its exclusive lock), ClientSideEntity::_registered_interfaces
-    // and _registered_items_module, InventoryUi::ItemCreatorFunctions, InventoryUi::_inventories (under
-    // _inventoriesMutex).
+    // Client-side objects are cleared here as their work arrives, in this order: ClientSideEntity::_sharedObjects
+    // (under its exclusive lock), ClientSideEntity::_registered_interfaces and _registered_items_module; then
+    // the inventory's registries.
+    game::graphics::ui::InventoryUi::ItemCreatorFunctions.clear();
+    {
+        std::lock_guard guard(game::graphics::ui::InventoryUi::_inventoriesMutex);
+        game::graphics::ui::InventoryUi::_inventories.clear();
+    }
 
     renderer->Cleanup();
 
-    // Then expired weak pointers leave Element::_sharedObjects (under its exclusive lock).
+    game::graphics::ui::Element::RemoveExpired();
 
     delete environmentAudio;
     environmentAudio = nullptr;

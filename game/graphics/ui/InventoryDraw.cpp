@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cmath>
+#include <cstdio>
 #include <string>
 
 namespace game::graphics::ui {
@@ -167,18 +168,19 @@ void InventoryUi::DrawItem(size_t index, Drop& drop) {
     if (!item->dragging && (screen.y + itemSize.y <= windowPos.y || screen.y >= windowPos.y + windowSize.y))
         return;
 
-    // 6. A window of its own; renamed while dragged, which makes it new and so drawn above the others.
-    std::string window = name + "_inventory_item_" + std::to_string(index);
-    if (item->dragging) {
-        window = "##dragging_inven" + window;
+    // 6. A window of its own; renamed while dragged, which makes it new and so drawn above the others. The
+    // name is formatted into a buffer: a frame of a full inventory allocates nothing.
+    char window[256];
+    std::snprintf(window, sizeof(window), "%s%s_inventory_item_%zu", item->dragging ? "##dragging_inven" : "",
+                  name.c_str(), index);
+    if (item->dragging)
         ImGui::SetNextWindowPos(ImGui::GetIO().MousePos, ImGuiCond_Always, ImVec2(0.5f, 0.5f));
-    } else {
+    else
         ImGui::SetNextWindowPos(screen, ImGuiCond_Always);
-    }
     ImGui::PushStyleVar(ImGuiStyleVar_WindowPadding, ImVec2(0.0f, 0.0f));
     ImGui::PushStyleVar(ImGuiStyleVar_WindowMinSize, ImVec2(1.0f, 1.0f));
     ImGui::PushStyleVar(ImGuiStyleVar_WindowBorderSize, 0.0f);
-    ImGui::Begin(window.c_str(), nullptr,
+    ImGui::Begin(window, nullptr,
                  ImGuiWindowFlags_NoDecoration | ImGuiWindowFlags_NoBackground | ImGuiWindowFlags_NoSavedSettings |
                      ImGuiWindowFlags_AlwaysAutoResize | ImGuiWindowFlags_NoFocusOnAppearing | ImGuiWindowFlags_NoNav |
                      ImGuiWindowFlags_NoMove);

@@ -2,6 +2,7 @@
 
 #include "game/Game.hpp"
 
+#include <cstdio>
 #include <string>
 
 namespace game::graphics::ui {
@@ -61,8 +62,9 @@ void InventoryUi::Item::MakeItemDraggable() {
 }
 
 void InventoryUi::Item::Draw(ImVec2 size) {
-    const std::string idText = id.ToString();
-    ImGui::PushID(idText.c_str());
+    // The id's bytes, hashed as they are: no text is made per frame.
+    const char* idBytes = reinterpret_cast<const char*>(&id);
+    ImGui::PushID(idBytes, idBytes + sizeof(id));
     ImGui::PushStyleVar(ImGuiStyleVar_FramePadding, ImVec2(0.0f, 0.0f));
     ImGui::PushStyleVar(ImGuiStyleVar_FrameRounding, 0.0f);
     const ImVec2 corner = ImGui::GetCursorScreenPos();

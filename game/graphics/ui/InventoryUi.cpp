@@ -47,8 +47,9 @@ void InventoryUi::UpdateUi() {
     ImGui::PushStyleColor(ImGuiCol_ButtonHovered, ImVec4(0.25f, 0.3f, 0.36f, 1.0f));
     ImGui::PushStyleColor(ImGuiCol_ButtonActive, ImVec4(0.1f, 0.3f, 0.5f, 1.0f));
     {
-        // The walk copies the live ones out: Draw locks other inventories (through Get) on a drop.
-        std::vector<std::shared_ptr<InventoryUi>> open;
+        // The walk copies the live ones out: Draw locks other inventories (through Get) on a drop. The list
+        // is kept between frames (UI thread only) so that a frame allocates nothing.
+        static std::vector<std::shared_ptr<InventoryUi>> open;
         {
             std::lock_guard guard(_inventoriesMutex);
             for (auto& [inventoryId, weak] : _inventories)
@@ -63,6 +64,7 @@ void InventoryUi::UpdateUi() {
             inventory->Draw();
             ImGui::PopStyleColor(3);
         }
+        open.clear();
     }
     ImGui::PopStyleColor(3);
     if (_defaultUiFont)
