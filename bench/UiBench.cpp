@@ -21,6 +21,7 @@ using game::graphics::ui::InventoryUi;
 void BM_MainMenuFrame(benchmark::State& state) {
     game::graphics::GameRenderer renderer(nullptr, "bench", 0);
     Game::renderer = &renderer;
+    Element::RemoveExpired();
     game::MainMenu menu;
     menu.Init();
     const glm::ivec2 screen(1280, 720);

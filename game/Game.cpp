@@ -210,8 +210,9 @@ void Game::InputUpdate(double deltaTime) {
 }
 
 void Game::InputUpdate_Play(double deltaTime) {
-    // The tool in hand gets its per-tick input first (activeTool, when set); that call arrives with the
-    // inventory's tools.
+    // The tool in hand gets its per-tick input first.
+    if (activeTool)
+        activeTool->InputUpdate(deltaTime);
     GAME_Mod::ForEachModule([deltaTime](GAME_Mod::Ptr& module) {
         if (module->Input_Update_Play)
             module->Input_Update_Play(deltaTime);

@@ -26,12 +26,24 @@ Element::~Element() = default;
 
 void Element::Sort(std::function<bool(std::shared_ptr<Element>&, std::shared_ptr<Element>&)>&& less) {
     std::lock_guard guard(_sharedObjectsMutex);
-    std::stable_sort(_sharedObjects.begin(), _sharedObjects.end(),
-                     [&less](const std::weak_ptr<Element>& a, const std::weak_ptr<Element>& b) {
-                         std::shared_ptr<Element> lockedA = a.lock();
-                         std::shared_ptr<Element> lockedB = b.lock();
-                         return less(lockedA, lockedB);
-                     });
+    // An insertion sort: stable, in place (no buffer to allocate), and one pass over a list that was sorted
+    // the frame before, which is the renderer's case.
+    for (size_t i = 1; i < _sharedObjects.size(); ++i) {
+        std::shared_ptr<Element> moving = _sharedObjects[i].lock();
+        size_t j = i;
+        for (; j > 0; --j) {
+            std::shared_ptr<Element> before = _sharedObjects[j - 1].lock();
+            if (!less(moving, before))
+                break;
+        }
+        if (j == i)
+            continue;
+        std::weak_ptr<Element> held = std::move(_sharedObjects[i]);
+        std::move_backward(_sharedObjects.begin() + static_cast<std::ptrdiff_t>(j),
+                           _sharedObjects.begin() + static_cast<std::ptrdiff_t>(i),
+                           _sharedObjects.begin() + static_cast<std::ptrdiff_t>(i) + 1);
+        _sharedObjects[j] = std::move(held);
+    }
 }
 
 void Element::SortByOrder() {

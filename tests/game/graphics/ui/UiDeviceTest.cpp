@@ -53,8 +53,9 @@ protected:
         }
         // The text shader reads the monospace atlas at index 0; a renderer that doesn't put the game's own
         // there gets one of the same layout.
-        if (renderer->TextureCount() == 0)
+        if (renderer->TextureCount() == 0) {
             ASSERT_EQ(renderer->AddTexture(ORKALIN_BUILD_DIR "/test-assets/monospace_font_atlas.png"), 0u);
+        }
         Game::renderer = renderer.get();
     }
     void TearDown() override {
