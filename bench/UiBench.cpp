@@ -11,6 +11,7 @@
 #include <benchmark/benchmark.h>
 #include <imgui.h>
 
+#include <filesystem>
 #include <string>
 
 namespace {
@@ -19,6 +20,8 @@ using game::graphics::ui::Element;
 using game::graphics::ui::InventoryUi;
 
 void BM_MainMenuFrame(benchmark::State& state) {
+    // The renderer opens its font atlas relative to the run directory.
+    std::filesystem::current_path(BENCH_RUN_DIR);
     game::graphics::GameRenderer renderer(nullptr, "bench", 0);
     Game::renderer = &renderer;
     Element::RemoveExpired();

@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <memory>
 #include <mutex>
 #include <set>
@@ -28,13 +29,20 @@ size_t Rows() {
     return VoxelType::allVoxelTypes.size();
 }
 
-// A renderer without a device as Game::renderer for the length of a test.
+// A renderer without a device as Game::renderer for the length of a test, its texture table emptied of the
+// font atlas that the renderer puts first (made in the folder that has it).
 class WithRenderer : public ::testing::Test {
 protected:
-    void SetUp() override { Game::renderer = _renderer.get(); }
+    void SetUp() override {
+        const std::filesystem::path previous = std::filesystem::current_path();
+        std::filesystem::current_path(TEST_MODULE_ROOT);
+        _renderer = std::make_unique<game::graphics::GameRenderer>(nullptr, "voxel test", 0);
+        std::filesystem::current_path(previous);
+        _renderer->ClearTextures();
+        Game::renderer = _renderer.get();
+    }
     void TearDown() override { Game::renderer = nullptr; }
-    std::unique_ptr<game::graphics::GameRenderer> _renderer =
-        std::make_unique<game::graphics::GameRenderer>(nullptr, "voxel test", 0);
+    std::unique_ptr<game::graphics::GameRenderer> _renderer;
 };
 
 } // namespace
