@@ -5,6 +5,7 @@
 #include "game/Game.hpp"
 
 #include "game/audio/EnvironmentAudio.hpp"
+#include "game/entity/ClientSideEntity.hpp"
 #include "game/entity/ServerTick.hpp"
 #include "game/graphics/GameRenderer.hpp"
 #include "game/graphics/ui/Element.hpp"
@@ -160,15 +161,15 @@ void Game::Update(double) {
     }
     audio->Update();
 
-    // Client-side entities: each one's Update(avgDeltaTime) under the shared lock of their registry, then
-    // ClientSideEntity::PhysicsUpdate(avgDeltaTime). They arrive with the client-side entity work.
+    game::entity::ClientSideEntity::UpdateAll(avgDeltaTime);
+    game::entity::ClientSideEntity::PhysicsUpdate(avgDeltaTime);
 
     GAME_Mod::ForEachSortedModule("update", [](GAME_Mod::Ptr& module) {
         if (module->Game_Update)
             module->Game_Update(avgDeltaTime);
     });
 
-    // Client-side entities: each one's AfterUpdate(avgDeltaTime), as above.
+    game::entity::ClientSideEntity::AfterUpdateAll(avgDeltaTime);
 }
 
 void Game::ClientUpdate() {
@@ -238,9 +239,17 @@ void Game::Stop() {
             module->Game_Stop();
     });
 
-    // Client-side objects are cleared here as their work arrives, in this order: ClientSideEntity::_sharedObjects
-    // (under its exclusive lock), ClientSideEntity::_registered_interfaces and _registered_items_module; then
-    // the inventory's registries.
+    {
+        // The entities die outside the lock: a destructor may look its neighbours up.
+        std::unordered_map<game::entity::Id, game::entity::ClientSideEntity::Ptr> entities;
+        {
+            std::unique_lock lock(game::entity::ClientSideEntity::_sharedObjectsMutex);
+            entities.swap(game::entity::ClientSideEntity::_sharedObjects);
+        }
+        entities.clear();
+    }
+    game::entity::ClientSideEntity::_registered_interfaces.clear();
+    game::entity::ClientSideEntity::_registered_items_module.clear();
     game::graphics::ui::InventoryUi::ItemCreatorFunctions.clear();
     {
         std::lock_guard guard(game::graphics::ui::InventoryUi::_inventoriesMutex);

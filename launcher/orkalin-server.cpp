@@ -8,6 +8,7 @@
 
 #include "WorldFile.hpp"
 #include "WorldReport.hpp"
+#include "WorldSession.hpp"
 
 #include "game/Game.hpp"
 #include "game/entity/ServerSideEntity.hpp"
@@ -37,15 +38,7 @@ using game::entity::ServerSideEntity;
 using Clock = std::chrono::steady_clock;
 using game::modular::SERVER_Mod;
 
-// Exit codes, each for one kind of trouble, so that scripts can tell them apart.
-enum ExitCode : int {
-    kExitOk = 0,
-    kExitRunFailed = 1,     // a tick or the save threw
-    kExitUsage = 2,         // bad command line
-    kExitNoWorld = 3,       // the world does not exist (and --create was not given), or names no module
-    kExitModule = 4,        // a module failed to load
-    kExitDamagedEntity = 5, // a saved entity file could not be read; nothing was changed on disk
-};
+using namespace server; // the exit codes
 
 std::atomic<bool> g_stopRequested{false};
 
@@ -150,14 +143,7 @@ int ParseArguments(int argc, char** argv, Options& options) {
             const char* text = value();
             if (!text)
                 return kExitUsage;
-            options.modules.clear();
-            std::string list = text;
-            for (size_t start = 0; start <= list.size();) {
-                const size_t comma = std::min(list.find(',', start), list.size());
-                if (comma > start)
-                    options.modules.push_back(list.substr(start, comma - start));
-                start = comma + 1;
-            }
+            options.modules = server::SplitNames(text);
         } else if (arg == "--ticks") {
             if (!number(n, 0))
                 return kExitUsage;
@@ -197,36 +183,6 @@ int ParseArguments(int argc, char** argv, Options& options) {
     return -1;
 }
 
-// Drops every entity without touching a file: for the ways out that must leave the world as it was on disk.
-void DropEntitiesKeepingFiles() {
-    std::unique_lock lock(ServerSideEntity::_sharedObjectsMutex);
-    for (auto& [id, entity] : ServerSideEntity::_sharedObjects)
-        if (entity)
-            entity->deleteFilesOnDestroy = 0;
-    ServerSideEntity::_sharedObjects.clear();
-}
-
-// The module list in the order the server walks it.
-std::vector<SERVER_Mod::Ptr> SortedModules() {
-    SERVER_Mod::SortModules("server", [](SERVER_Mod::Ptr a, SERVER_Mod::Ptr b) {
-        auto rank = [](const SERVER_Mod::Ptr& m) {
-            return m->ModuleSort ? reinterpret_cast<game::modular::ModuleSortHook>(m->ModuleSort)() : 0;
-        };
-        const int ra = rank(a), rb = rank(b);
-        return ra != rb ? ra < rb : a->name < b->name;
-    });
-    std::vector<SERVER_Mod::Ptr> modules;
-    SERVER_Mod::ForEachSortedModule("server", [&modules](SERVER_Mod::Ptr& m) { modules.push_back(m); });
-    return modules;
-}
-
-// The id at the end of a persistence error's sentence, if there is one.
-std::string TrailingEntityId(const std::string& message) {
-    const size_t space = message.rfind(' ');
-    const std::string last = space == std::string::npos ? message : message.substr(space + 1);
-    return last.size() == 28 ? last : std::string();
-}
-
 void PrintProgress(const std::string& world, double time, double ticksPerSecond, double msPerTick) {
     const server::Census census = server::TakeCensus();
     std::printf("[%s] t=%.2f s | %.0f ticks/s | %.3f ms/tick | %zu entities: %zu moving, %zu resting\n", world.c_str(),
@@ -256,98 +212,25 @@ int main(int argc, char** argv) {
     sigaction(SIGINT, &action, nullptr);
     sigaction(SIGTERM, &action, nullptr);
 
-    // ---- the world's file
-    const std::string folder = server::WorldFolder(options.world);
-    const std::string worldPath = folder + "world.conf";
-    server::WorldFile world;
-    bool exists = false;
-    try {
-        exists = world.Read(worldPath);
-    } catch (const std::exception& error) {
-        std::fprintf(stderr, "orkalin-server: %s\n", error.what());
-        return kExitNoWorld;
-    }
-    if (!exists) {
-        if (!options.create) {
-            std::fprintf(stderr,
-                         "orkalin-server: no world '%s' (no %s from %s); --create --modules ... makes a new one\n",
-                         options.world.c_str(), worldPath.c_str(), std::filesystem::current_path().c_str());
-            return kExitNoWorld;
-        }
-        if (options.modules.empty()) {
-            std::fprintf(stderr, "orkalin-server: a new world needs --modules\n");
-            return kExitUsage;
-        }
-    }
-    if (!options.modules.empty())
-        world.modules = options.modules;
-    if (world.modules.empty()) {
-        std::fprintf(stderr, "orkalin-server: world '%s' names no module (%s)\n", options.world.c_str(),
-                     worldPath.c_str());
-        return kExitNoWorld;
-    }
+    // ---- the world, its modules and its saved entities
+    WorldSession session("orkalin-server");
+    if (const int code = session.ReadFile(options.world, options.create, options.modules); code != kExitOk)
+        return code;
+    WorldFile& world = session.file;
     if (options.rate > 0)
         world.tickRate = options.rate;
     if (options.substeps >= 0)
         world.substeps = options.substeps;
-
-    Game::_current_world = options.world;
     Game::_is_server = true;
-
-    // ---- modules
-    std::string loadError;
-    SERVER_Mod::ModulesSetLoadErrorCallback([&loadError](const char* text) { loadError = text ? text : ""; });
-    for (const std::string& name : world.modules) {
-        if (!SERVER_Mod::LoadModule(name, true)) {
-            std::fprintf(stderr,
-                         "orkalin-server: module '%s' failed to load (looked for modules/%s/%s.SERVER_Mod.so): %s\n",
-                         name.c_str(), name.c_str(), name.c_str(), loadError.c_str());
-            SERVER_Mod::UnloadModules();
-            return kExitModule;
-        }
-    }
-    const std::vector<SERVER_Mod::Ptr> modules = SortedModules();
-    std::printf("orkalin-server: world '%s' (%s), modules:", options.world.c_str(), exists ? "saved" : "new");
-    for (const SERVER_Mod::Ptr& m : modules)
+    if (const int code = session.LoadModules(); code != kExitOk)
+        return code;
+    std::printf("orkalin-server: world '%s' (%s), modules:", options.world.c_str(), session.existed ? "saved" : "new");
+    for (const SERVER_Mod::Ptr& m : session.Modules())
         std::printf(" %s", m->name.c_str());
     std::printf("\n");
     std::fflush(stdout);
-
-    // ---- saved entities
-    try {
-        ServerSideEntity::LoadAllEntities();
-    } catch (const std::exception& error) {
-        const std::string id = TrailingEntityId(error.what());
-        if (!id.empty())
-            std::fprintf(stderr, "orkalin-server: damaged entity file %s/%s.entitystate: %s\n",
-                         ServerSideEntity::GetCheckpointDir().c_str(), id.c_str(), error.what());
-        else {
-            // A name that is no entity id: name the files the load refuses.
-            std::string names;
-            std::error_code ignored;
-            for (const auto& entry : std::filesystem::directory_iterator(ServerSideEntity::GetCheckpointDir(), ignored))
-                if (entry.path().extension() == ".entitystate" && entry.path().stem().string().size() != 28)
-                    names += " " + entry.path().filename().string();
-            std::fprintf(stderr, "orkalin-server: misnamed entity file in %s (%s):%s\n",
-                         ServerSideEntity::GetCheckpointDir().c_str(), error.what(), names.c_str());
-        }
-        std::fprintf(stderr, "orkalin-server: world '%s' not loaded; no file was changed\n", options.world.c_str());
-        DropEntitiesKeepingFiles();
-        SERVER_Mod::UnloadModules();
-        return kExitDamagedEntity;
-    }
-    try {
-        std::filesystem::create_directories(folder);
-        for (const SERVER_Mod::Ptr& m : modules)
-            if (m->Server_Load)
-                reinterpret_cast<game::modular::ServerLoadHook>(m->Server_Load)(folder.c_str());
-    } catch (const std::exception& error) {
-        std::fprintf(stderr, "orkalin-server: world '%s' failed to start: %s; the world is not saved\n",
-                     options.world.c_str(), error.what());
-        DropEntitiesKeepingFiles();
-        SERVER_Mod::UnloadModules();
-        return kExitRunFailed;
-    }
+    if (const int code = session.LoadEntities(); code != kExitOk)
+        return code;
 
     // ---- ticks
     const double deltaTime = 1.0 / world.tickRate;
@@ -376,8 +259,7 @@ int main(int argc, char** argv) {
             reportBusy += busy;
             ++ticksRun;
             ++reportTicks;
-            world.time += deltaTime;
-            ++world.ticks;
+            session.Advance();
             if (end - lastReport >= std::chrono::seconds(1)) {
                 const double span = std::chrono::duration<double>(end - lastReport).count();
                 PrintProgress(options.world, world.time, reportTicks / span, 1000.0 * reportBusy / reportTicks);
@@ -400,8 +282,7 @@ int main(int argc, char** argv) {
     Game::isActive = false;
 
     if (exitCode != kExitOk) {
-        DropEntitiesKeepingFiles();
-        SERVER_Mod::UnloadModules();
+        session.Abandon();
         return exitCode;
     }
 
@@ -431,21 +312,9 @@ int main(int argc, char** argv) {
             std::fprintf(stderr, "orkalin-server: could not draw the picture into %s\n", options.picture.c_str());
     }
 
-    try {
-        for (const SERVER_Mod::Ptr& m : modules)
-            if (m->Server_Serialize)
-                reinterpret_cast<game::modular::ServerSerializeHook>(m->Server_Serialize)(folder.c_str());
-        const size_t saved = server::TakeCensus().entities;
-        ServerSideEntity::UnloadAllEntities();
-        world.Write(worldPath);
-        std::printf("orkalin-server: world '%s' saved (%zu entities) in %s\n", options.world.c_str(), saved,
-                    folder.c_str());
-    } catch (const std::exception& error) {
-        std::fprintf(stderr, "orkalin-server: saving world '%s' failed: %s\n", options.world.c_str(), error.what());
-        DropEntitiesKeepingFiles();
+    if (!session.Save())
         exitCode = kExitRunFailed;
-    }
     std::fflush(stdout);
-    SERVER_Mod::UnloadModules();
+    session.UnloadModules();
     return exitCode;
 }

@@ -1,5 +1,7 @@
 #include "game/entity/EntityConfig.hpp"
 
+#include "game/graphics/Mesh.hpp"
+
 #include <glm/gtc/matrix_transform.hpp>
 #include <glm/gtc/quaternion.hpp>
 
@@ -339,9 +341,12 @@ std::string EntityConfig::GetMeshFilePath() const { return Parent() + "/" + Stem
 std::shared_ptr<const game::graphics::Mesh> EntityConfig::GetMesh() const {
     if (!mesh) {
         const vesmo::filesystem::FilePath path(GetMeshFilePath());
-        if (path.Exists())
+        if (path.Exists()) {
             meshWriteTime = path.LastWriteTime();
-        // Loading the model belongs to the renderer's mesh reader; until it is built in, the mesh stays empty.
+            auto loaded = std::make_shared<game::graphics::Mesh>(GetMeshFilePath());
+            loaded->Load();
+            mesh = std::move(loaded);
+        }
     }
     return mesh;
 }

@@ -145,7 +145,8 @@ public:
 
     // The model beside the config: same folder and stem, ".gltf".
     std::string GetMeshFilePath() const;
-    // The model, loaded on first use; empty while meshes are not loaded by this build or the file is missing.
+    // The model, loaded on first use (client only: loading needs Game::renderer); empty when the file is missing.
+    // One Mesh serves every entity of the type.
     std::shared_ptr<const game::graphics::Mesh> GetMesh() const;
 
     double mass = 0.0;

@@ -1,10 +1,12 @@
 #include "game/graphics/GameRenderer.hpp"
 
 #include "game/Assert.hpp"
+#include "game/graphics/RenderableInstance.hpp"
 #include "game/Game.hpp"
 #include "game/entity/ServerSideEntity.hpp"
 #include "game/graphics/ui/Element.hpp"
 #include "game/graphics/ui/GraphicsPipelineWrapper.hpp"
+#include "game/graphics/ui/Panels.hpp"
 #include "game/host/Options.hpp"
 #include "game/modular/Families.hpp"
 
@@ -354,7 +356,11 @@ void GameRenderer::FrameInit() {
     relativeViewMatrix = glm::inverse(originInverseTransform * cameraTransform);
 }
 
-void GameRenderer::FrameUpdateUi() { WalkSorted("ui", &GameModTable::Renderer_FrameUpdateUi); }
+// The game's own panels first, then the modules' windows over them.
+void GameRenderer::FrameUpdateUi() {
+    ui::Panels::Draw();
+    WalkSorted("ui", &GameModTable::Renderer_FrameUpdateUi);
+}
 void GameRenderer::FrameBeforeUpdate() { WalkSorted("update", &GameModTable::Renderer_FrameBeforeUpdate); }
 void GameRenderer::FrameUpdate() { WalkSorted("update", &GameModTable::Renderer_FrameUpdate); }
 void GameRenderer::FrameAfterUpdate() { WalkSorted("update", &GameModTable::Renderer_FrameAfterUpdate); }
@@ -565,8 +571,14 @@ int GameRenderer::TakeScreenshot(const std::string& path) {
 }
 
 void GameRenderer::Cleanup() {
-    // The render instances and light sources (each class's _sharedObjects, emptied under its exclusive
-    // lock) are dropped here first once they are in the library.
+    {
+        std::unique_lock lock(RenderableInstance::_sharedObjectsMutex);
+        RenderableInstance::_sharedObjects.clear();
+    }
+    {
+        std::unique_lock lock(LightSourceInstance::_sharedObjectsMutex);
+        LightSourceInstance::_sharedObjects.clear();
+    }
     ClearTextures();
     aim = AimReference{};
     for (DebugBuffers& buffers : _debugBuffers) {

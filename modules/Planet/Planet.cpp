@@ -4,9 +4,11 @@
 
 #include "PlanetEnvironment.hpp"
 #include "Vehicles.hpp"
+#include "WorldView.hpp"
 
 #include "game/Game.hpp"
 #include "game/chemistry/VoxelType.hpp"
+#include "game/entity/ServerSideEntity.hpp"
 #include "game/modular/ServerHooks.hpp"
 #include "vesmo/filesystem/AtomicFile.hpp"
 
@@ -25,6 +27,49 @@ const char* const kStateFile = "planet.state";
 
 planet::PlanetEnvironment g_planet;
 double g_worldTime = 0.0; // simulated seconds this world has run, over all sessions
+
+// The poses handed to the module's client part after each tick (same process only).
+planet::WorldView g_view;
+std::vector<planet::EntityPose> g_fresh;
+
+planet::Kind KindOf(const std::string& type) {
+    if (type == "crate")
+        return planet::Kind::Crate;
+    if (type == "rover")
+        return planet::Kind::Rover;
+    if (type == "wheel")
+        return planet::Kind::Wheel;
+    if (type == "glider")
+        return planet::Kind::Glider;
+    if (type == "tank")
+        return planet::Kind::Tank;
+    return planet::Kind::Other;
+}
+
+void PublishPoses() {
+    g_fresh.clear();
+    game::entity::ServerSideEntity::ForEach([](game::entity::ServerSideEntity::Ptr entity) {
+        planet::EntityPose& pose = g_fresh.emplace_back();
+        pose.id = entity->GetID();
+        pose.parent = entity->parentEntity;
+        pose.kind = KindOf(entity->type);
+        pose.isDynamic = entity->isDynamic != 0;
+        pose.position = entity->position;
+        pose.orientation = entity->orientation;
+        pose.velocity = entity->linearVelocity;
+        pose.shapeCount = 0;
+        for (const auto& [name, collider] : entity->colliders) {
+            if (pose.shapeCount == planet::EntityPose::kMaxShapes)
+                break;
+            planet::Shape& shape = pose.shapes[pose.shapeCount++];
+            shape.transform = glm::mat4(collider.transform);
+            shape.boxMin = collider.boxMin;
+            shape.boxMax = collider.boxMax;
+            shape.radius = collider.IsSphere() ? collider.radius : 0.0f;
+        }
+    });
+    g_view.Publish(g_fresh, g_planet.seed);
+}
 
 // The ground's materials. The data word is the material's colour (0xAABBGGRR, as a VesmoScreen pixel), for
 // whoever draws the ground; the library stores it without reading it.
@@ -105,6 +150,7 @@ PLANET_EXPORT void Server_Load(const char* worldFolder) {
         BuildStartingScene();
         std::printf("Planet: new world, starting scene built (seed %u)\n", g_planet.seed);
     }
+    PublishPoses();
     std::fflush(stdout);
 }
 
@@ -117,6 +163,11 @@ PLANET_EXPORT void Server_Serialize(const char* worldFolder) {
 }
 
 PLANET_EXPORT void Server_BeforeUpdate(double deltaTime) { g_worldTime += deltaTime; }
+
+PLANET_EXPORT void Server_GameUpdate(double) { PublishPoses(); }
+
+// The client part of the module, in the same process, finds the poses here.
+PLANET_EXPORT void* ModuleGetCustomPtr() { return &g_view; }
 
 // The module's hooks keep the signatures the server calls them with.
 static_assert(std::is_same_v<decltype(&Server_Load), game::modular::ServerLoadHook>);

@@ -9,8 +9,20 @@ BlockRanges::BlockRanges(uint64_t size) : _size(size), _free(size) {
         _ranges.push_back({0, size});
 }
 
+namespace {
+
+// Pieces are whole granules: sizes that aren't would leave gaps of a few bytes between neighbours, which
+// nobody can use and which every later search would walk past.
+constexpr uint64_t Granule = 16;
+uint64_t Round(uint64_t size) { return (size + Granule - 1) & ~(Granule - 1); }
+
+} // namespace
+
 uint64_t BlockRanges::Allocate(uint64_t size, uint64_t alignment) {
     VESMO_ASSERT(alignment > 0 && (alignment & (alignment - 1)) == 0);
+    size = Round(size);
+    if (alignment < Granule)
+        alignment = Granule;
     if (size == 0 || size > _free)
         return NoSpace;
     for (size_t i = 0; i < _ranges.size(); ++i) {
@@ -39,6 +51,7 @@ uint64_t BlockRanges::Allocate(uint64_t size, uint64_t alignment) {
 }
 
 void BlockRanges::Free(uint64_t offset, uint64_t size) {
+    size = Round(size);
     VESMO_ASSERT(size > 0 && offset + size <= _size);
     // First range that starts after the freed one.
     size_t i = 0;

@@ -1,7 +1,8 @@
 #pragma once
 // vesmo::vk::BlockRanges: the free ranges of one memory block, and how the allocator carves them.
 //
-// A block is one vkAllocateMemory of a fixed size. Its free space is a list of ranges sorted by offset.
+// A block is one vkAllocateMemory of a fixed size. Pieces are whole granules of 16 bytes, aligned to 16
+// at least (sizes are rounded up by Allocate and Free alike). Its free space is a list of ranges sorted by offset.
 // Allocate takes the first range that can hold the size after aligning its start (first fit: blocks are
 // large and buffers live long, so the cheap search wins over best fit), and splits off what is left on
 // both sides. Free puts the range back and merges it with its neighbours, so a block whose allocations are
@@ -24,7 +25,7 @@ public:
 
     // Offset of `size` bytes aligned to `alignment` (a power of two), or NoSpace.
     uint64_t Allocate(uint64_t size, uint64_t alignment);
-    // Returns [offset, offset + size) as given by Allocate.
+    // Returns the piece that Allocate gave for `size` at `offset`.
     void Free(uint64_t offset, uint64_t size);
 
     uint64_t Size() const { return _size; }

@@ -20,12 +20,13 @@ TEST(BlockRanges, AlignsSplitsAndMergesBackToOneRange) {
         uint64_t expectedOffset; // for allocations
     };
     BlockRanges block(1024);
+    // Pieces are whole granules of 16 bytes.
     const Step steps[] = {
-        {true, 100, 1, 0},   // [0, 100)
-        {true, 50, 64, 128}, // padding 100..128 stays free
-        {true, 28, 4, 100},  // first fit takes the padding
+        {true, 100, 1, 0},   // [0, 112)
+        {true, 50, 64, 128}, // [128, 192); the padding 112..128 stays free
+        {true, 10, 4, 112},  // first fit takes the padding
         {true, 1000, 1, BlockRanges::NoSpace},
-        {true, 846, 1, 178}, // exactly what is left
+        {true, 832, 1, 192}, // exactly what is left
         {true, 1, 1, BlockRanges::NoSpace},
     };
     for (const Step& step : steps)
@@ -35,9 +36,9 @@ TEST(BlockRanges, AlignsSplitsAndMergesBackToOneRange) {
     block.Free(128, 50);
     block.Free(0, 100);
     EXPECT_EQ(block.FreeRanges().size(), 2u);
-    block.Free(100, 28);
+    block.Free(112, 10);
     ASSERT_EQ(block.FreeRanges().size(), 1u);
-    block.Free(178, 846);
+    block.Free(192, 832);
     EXPECT_TRUE(block.Empty());
     ASSERT_EQ(block.FreeRanges().size(), 1u);
     EXPECT_EQ(block.FreeRanges()[0].size, 1024u);
@@ -54,7 +55,7 @@ TEST(BlockRanges, RandomWorkNeverOverlapsAndAlwaysMergesBack) {
             if (offset == BlockRanges::NoSpace)
                 continue;
             ASSERT_EQ(offset % alignment, 0u);
-            live.emplace_back(offset, size);
+            live.emplace_back(offset, (size + 15) / 16 * 16);
         } else {
             const size_t pick = random() % live.size();
             block.Free(live[pick].first, live[pick].second);
