@@ -9,6 +9,8 @@
 #include "game/entity/ServerTick.hpp"
 #include "game/graphics/GameRenderer.hpp"
 #include "game/host/Clock.hpp"
+#include "game/graphics/ui/Element.hpp"
+#include "game/graphics/ui/InventoryUi.hpp"
 #include "game/host/Options.hpp"
 #include "game/input/Controller.hpp"
 #include "game/input/Joystick.hpp"
@@ -193,8 +195,9 @@ void Game::InputUpdate(double deltaTime) {
 }
 
 void Game::InputUpdate_Play(double deltaTime) {
-    // The tool in hand gets its per-tick input first (activeTool, when set); that call arrives with the
-    // inventory's tools.
+    // The tool in hand gets its per-tick input first.
+    if (activeTool)
+        activeTool->InputUpdate(deltaTime);
     GAME_Mod::ForEachModule([deltaTime](GAME_Mod::Ptr& module) {
         if (module->Input_Update_Play)
             module->Input_Update_Play(deltaTime);
@@ -231,12 +234,15 @@ void Game::Stop() {
     }
     game::entity::ClientSideEntity::_registered_interfaces.clear();
     game::entity::ClientSideEntity::_registered_items_module.clear();
-    // UI registries are cleared here as their work arrives, in this order: InventoryUi::ItemCreatorFunctions,
-    // InventoryUi::_inventories (under _inventoriesMutex).
+    game::graphics::ui::InventoryUi::ItemCreatorFunctions.clear();
+    {
+        std::lock_guard guard(game::graphics::ui::InventoryUi::_inventoriesMutex);
+        game::graphics::ui::InventoryUi::_inventories.clear();
+    }
 
     renderer->Cleanup();
 
-    // Then expired weak pointers leave Element::_sharedObjects (under its exclusive lock).
+    game::graphics::ui::Element::RemoveExpired();
 
     delete environmentAudio;
     environmentAudio = nullptr;

@@ -2,21 +2,16 @@
 
 #include "game/Game.hpp"
 
+#include "game/graphics/ui/InventoryUi.hpp"
+#include "game/graphics/ui/MultiFont.hpp"
 #include "game/input/Controller.hpp"
-#include "vesmo/filesystem/FilePath.hpp"
 
 #include <imgui.h>
 
-#include <iostream>
-
 void Game::LoadFonts() {
-    static constexpr const char* kFont = "game/graphics/ui/fonts/SourceCodePro-Semibold.otf";
-    // ImGui asserts on a missing file; say what is missing instead.
-    if (vesmo::filesystem::FilePath(kFont).Exists())
-        ImGui::GetIO().Fonts->AddFontFromFileTTF(kFont, 32.0f);
-    else
-        std::cerr << "Font file not found: " << kFont << std::endl;
-    // InventoryUi::LoadFonts() follows once the inventory exists.
+    // ImGui asserts on a missing file; AddFontFile says what is missing instead.
+    game::AddFontFile("game/graphics/ui/fonts/SourceCodePro-Semibold.otf", 32.0f);
+    game::graphics::ui::InventoryUi::LoadFonts();
 }
 
 void Game::SetupUiStyle() {

@@ -4,6 +4,8 @@
 #include "game/Game.hpp"
 #include "game/entity/ServerSideEntity.hpp"
 #include "game/graphics/RenderableInstance.hpp"
+#include "game/graphics/ui/Element.hpp"
+#include "game/graphics/ui/GraphicsPipelineWrapper.hpp"
 #include "game/graphics/ui/Panels.hpp"
 #include "game/host/Options.hpp"
 #include "game/modular/Families.hpp"
@@ -263,12 +265,11 @@ void GameRenderer::ConfigureSettingsFromPreset() {
 
 void GameRenderer::CreateSwapchainDependantObjects() {
     VesmoRenderer::CreateSwapchainDependantObjects();
-    // The UI element pipelines (game::graphics::ui::GraphicsPipelineWrapper::LoadPipelines(this)) are made
-    // here once the element tree is in the library.
+    ui::GraphicsPipelineWrapper::LoadPipelines(this);
 }
 
 void GameRenderer::DestroySwapchainDependantObjects() {
-    // ... and unloaded here (GraphicsPipelineWrapper::UnloadPipelines()), before the base's objects go.
+    ui::GraphicsPipelineWrapper::UnloadPipelines();
     VesmoRenderer::DestroySwapchainDependantObjects();
 }
 
@@ -366,8 +367,7 @@ void GameRenderer::FrameAfterUpdate() { WalkSorted("update", &GameModTable::Rend
 void GameRenderer::FrameBeforeRender() { WalkSorted("render", &GameModTable::Renderer_FrameBeforeRender); }
 
 void GameRenderer::FrameAfterRender() {
-    // The UI elements are sorted by their order here (game::graphics::ui::Element::Sort) once the element
-    // tree is in the library, before the hook.
+    ui::Element::SortByOrder();
     WalkSorted("render", &GameModTable::Renderer_FrameAfterRender);
 }
 
@@ -416,8 +416,7 @@ void GameRenderer::FrameOverlayCommands(VkCommandBuffer commandBuffer) {
     // ClientSideEntity::_sharedObjectsMutex, placed by GetAbsoluteTransformInEnvironment) joins here with
     // the client-side entities.
     DrawPhysicsDebug(commandBuffer);
-    // The UI elements draw here in their sorted order (each Element::Draw under
-    // ui::Element::_sharedObjectsMutex) once the element tree is in the library.
+    ui::Element::DrawAll(commandBuffer); // in their sorted order, under Element::_sharedObjectsMutex
     crosshairPipeline.Bind(commandBuffer, GetDescriptorSet());
     crosshairPipeline.Draw(commandBuffer, kCrosshairPoints, 1);
     overlayRenderpass.End(commandBuffer);
