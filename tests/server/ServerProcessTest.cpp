@@ -165,6 +165,30 @@ TEST_F(Server, ADamagedEntityFileStopsTheLoadNamesTheEntityAndChangesNoFile) {
     EXPECT_EQ(Snapshot("w"), before);
 }
 
+TEST_F(Server, AModuleThatCannotReadItsStateRefusesTheWorldAndChangesNoFile) {
+    ASSERT_EQ(RunServer({"--create", "--modules", "Planet", "w", "--ticks", "10"}).exitCode, 0);
+    WriteText((WorldDir("w") / "planet.state").string(), "\x01\x02 garbage\n");
+    const auto before = Snapshot("w");
+    const Outcome run = RunServer({"w", "--ticks", "10"});
+    EXPECT_EQ(run.exitCode, 5);
+    EXPECT_NE(run.err.find("module 'Planet' cannot load world 'w': Planet: cannot read its state file"),
+              std::string::npos)
+        << run.err;
+    EXPECT_EQ(Snapshot("w"), before);
+}
+
+TEST_F(Server, TemporariesOfAnInterruptedSaveAreClearedAtTheNextLoad) {
+    ASSERT_EQ(RunServer({"--create", "--modules", "Planet", "w", "--ticks", "10"}).exitCode, 0);
+    const std::string stray = (EntityDir("w") / ".ENTT0000000100000000000000AB.entitystate.tmp-a1B2c3").string();
+    WriteText(stray, "half a file");
+    WriteText((WorldDir("w") / ".planet.state.tmp-Zz9Yy8").string(), "seed");
+    const Outcome run = RunServer({"w", "--ticks", "0"});
+    ASSERT_EQ(run.exitCode, 0) << run.err;
+    EXPECT_NE(run.out.find("removed 2 temporary files of an interrupted save"), std::string::npos) << run.out;
+    EXPECT_FALSE(fs::exists(stray));
+    EXPECT_FALSE(fs::exists(WorldDir("w") / ".planet.state.tmp-Zz9Yy8"));
+}
+
 TEST_F(Server, MissingWorldsUnknownModulesAndBadArgumentsHaveTheirOwnExitCodes) {
     Outcome run = RunServer({"nowhere"});
     EXPECT_EQ(run.exitCode, 3);
@@ -178,6 +202,24 @@ TEST_F(Server, MissingWorldsUnknownModulesAndBadArgumentsHaveTheirOwnExitCodes) 
 
     run = RunServer({"w", "--ticks", "many"});
     EXPECT_EQ(run.exitCode, 2);
+    // Values the server cannot honour are refused with their range, before the world is made or written.
+    const std::pair<std::vector<std::string>, const char*> refused[] = {
+        {{"--ticks", "99999999999999999999"}, "--ticks wants a whole number from 0 to 1000000000"},
+        {{"--ticks", "1.5"}, "--ticks wants a whole number"},
+        {{"--seconds", "nan"}, "--seconds wants a number from 0 to 1e+07"},
+        {{"--seconds", "inf"}, "--seconds wants a number from 0 to 1e+07"},
+        {{"--substeps", "0"}, "--substeps wants a whole number from 1 to 64, not '0'"},
+        {{"--substeps", "100000000"}, "--substeps wants a whole number from 1 to 64"},
+        {{"--rate", "1e6"}, "--rate wants a number from 1 to 1000"},
+    };
+    for (const auto& [args, sentence] : refused) {
+        std::vector<std::string> line{"--create", "--modules", "Planet", "w"};
+        line.insert(line.end(), args.begin(), args.end());
+        run = RunServer(line);
+        EXPECT_EQ(run.exitCode, 2) << args[0] << ' ' << args[1];
+        EXPECT_NE(run.err.find(sentence), std::string::npos) << run.err;
+        EXPECT_FALSE(fs::exists(WorldDir("w") / "world.conf")) << args[0] << ' ' << args[1];
+    }
     run = RunServer({"--help"});
     EXPECT_EQ(run.exitCode, 0);
     EXPECT_NE(run.out.find("build/game/"), std::string::npos);
