@@ -165,6 +165,51 @@ TEST_F(Server, ADamagedEntityFileStopsTheLoadNamesTheEntityAndChangesNoFile) {
     EXPECT_EQ(Snapshot("w"), before);
 }
 
+TEST_F(Server, TruncatedAndEmptyEntityFilesAreNamedDamagedWithTheirId) {
+    ASSERT_EQ(RunServer({"--create", "--modules", "Planet", "w", "--ticks", "10"}).exitCode, 0);
+    fs::path victim;
+    for (const auto& entry : fs::directory_iterator(EntityDir("w")))
+        victim = entry.path();
+    const std::string bytes = ReadText(victim.string());
+    const std::string id = victim.stem().string();
+    const std::pair<std::string, std::string> cases[] = {
+        {bytes.substr(0, bytes.size() / 2), "Truncated save state file for entity " + id},
+        {"", "Invalid save state magic string for entity " + id},
+    };
+    for (const auto& [content, sentence] : cases) {
+        WriteText(victim.string(), content);
+        const auto before = Snapshot("w");
+        const Outcome run = RunServer({"w", "--ticks", "10"});
+        EXPECT_EQ(run.exitCode, 5);
+        EXPECT_NE(run.err.find("damaged entity file"), std::string::npos) << run.err;
+        EXPECT_NE(run.err.find(sentence + "\n"), std::string::npos) << run.err;
+        EXPECT_EQ(Snapshot("w"), before);
+    }
+}
+
+TEST_F(Server, EntitiesOfATypeNoModuleRegistersAreReportedAndTheirFilesKept) {
+    ASSERT_EQ(RunServer({"--create", "--modules", "Planet", "w", "--ticks", "5"}).exitCode, 0);
+    // Two crates become "crabs", a type of the same length that nothing registers.
+    int renamed = 0;
+    for (const auto& entry : fs::directory_iterator(EntityDir("w"))) {
+        std::string bytes = ReadText(entry.path().string());
+        const size_t at = bytes.find("crate");
+        if (at == std::string::npos || renamed == 2)
+            continue;
+        bytes.replace(at, 5, "crabs");
+        WriteText(entry.path().string(), bytes);
+        ++renamed;
+    }
+    ASSERT_EQ(renamed, 2);
+    const size_t files = EntityFiles("w");
+    const Outcome run = RunServer({"w", "--ticks", "5"});
+    ASSERT_EQ(run.exitCode, 0) << run.err;
+    EXPECT_NE(run.out.find("Not loaded: 2 entities of type 'crabs' of module 'DEMO_planet'"), std::string::npos)
+        << run.out;
+    EXPECT_NE(run.out.find("which no loaded module registers; their files are kept"), std::string::npos) << run.out;
+    EXPECT_EQ(EntityFiles("w"), files);
+}
+
 TEST_F(Server, AModuleThatCannotReadItsStateRefusesTheWorldAndChangesNoFile) {
     ASSERT_EQ(RunServer({"--create", "--modules", "Planet", "w", "--ticks", "10"}).exitCode, 0);
     WriteText((WorldDir("w") / "planet.state").string(), "\x01\x02 garbage\n");
