@@ -103,8 +103,8 @@ constexpr size_t NONE = Config::NONE;
 
 // What aliases may expand one text into. Far above any configuration a game reads, far below what
 // would take the machine's memory: ten short lines of nested aliases otherwise make billions of nodes.
-constexpr size_t kMaxNodes = 250000;
-constexpr size_t kMaxTextBytes = size_t(16) << 20;
+constexpr size_t kMaxNodes = 100000;
+constexpr size_t kMaxTextBytes = size_t(8) << 20;
 
 // Bad YAML and impossible conversions end the process, as a parser without an error handler does.
 [[noreturn]] void Fatal(const std::string& message) { detail::EndProcess(message); }
