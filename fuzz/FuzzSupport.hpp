@@ -20,7 +20,8 @@
 namespace fuzz {
 
 // A folder for the files a harness writes: ORKALIN_FUZZ_SCRATCH when set (the replay driver's, which it
-// removes), else one of this process under the temporary folder, made on first use and removed at exit.
+// removes), else one of this process in memory (/dev/shm, where the fsync of every crash-safe write
+// costs nothing) or under the temporary folder, made on first use and removed at exit.
 inline const std::filesystem::path& Scratch() {
     struct Folder {
         std::filesystem::path path;
@@ -29,7 +30,11 @@ inline const std::filesystem::path& Scratch() {
             if (const char* given = std::getenv("ORKALIN_FUZZ_SCRATCH")) {
                 path = given;
             } else {
-                path = std::filesystem::temp_directory_path() / ("orkalin-fuzz-" + std::to_string(getpid()));
+                std::error_code error;
+                const std::filesystem::path base = std::filesystem::is_directory("/dev/shm", error)
+                                                       ? std::filesystem::path("/dev/shm")
+                                                       : std::filesystem::temp_directory_path();
+                path = base / ("orkalin-fuzz-" + std::to_string(getpid()));
                 owned = true;
             }
             std::filesystem::create_directories(path);

@@ -13,6 +13,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     static const size_t sizes[] = {0, 4, 64, 4 * 32 * 16, 4 * 320 * 200};
     std::vector<uint8_t> pixels(sizes[data[0] % 5]);
     const std::vector<unsigned char> stream(data + 1, data + size);
-    FUZZ_BODY({ game::VesmoScreen::Deserialize(stream, pixels.data(), pixels.size()); });
+    FUZZ_BODY({ VesmoScreen::Deserialize(stream, pixels.data(), pixels.size()); });
     return 0;
 }

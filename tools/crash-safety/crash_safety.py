@@ -46,6 +46,8 @@ def main():
     parser.add_argument("--seed", type=int, default=1)
     parser.add_argument("--keep", help="keep the work folder here instead of removing it")
     options = parser.parse_args()
+    options.server = os.path.abspath(options.server)
+    options.preload = os.path.abspath(options.preload)
     rng = random.Random(options.seed)
 
     root = options.keep or tempfile.mkdtemp(prefix="orkalin-crash-")

@@ -37,6 +37,7 @@ def main():
     parser.add_argument("--seconds", type=float, default=3600.0, help="simulated seconds")
     parser.add_argument("--interval", type=float, default=0.5, help="wall seconds between memory samples")
     options = parser.parse_args()
+    options.server = os.path.abspath(options.server)
 
     root = tempfile.mkdtemp(prefix="orkalin-soak-")
     ok = False
