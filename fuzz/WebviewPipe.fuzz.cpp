@@ -27,7 +27,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         PipeServer pipe("fuzz-webview");
         pipe.readFd = ends[0]; // the server closes it
         ends[0] = -1;
-        ElectronWebview webview;
+        game::ElectronWebview webview;
         webview.Open("v", "about:blank", 8, 8, 1.0);
         int waiting = 0;
         do {
