@@ -6,15 +6,23 @@
 
 namespace game::detail {
 
-void AssertionFailed(const char* text, const char* file) noexcept {
+void AssertionFailed(const char* text, const char* file) GAME_NOEXCEPT_UNLESS_FUZZING {
     // "game/Chemistry.cpp" -> "game/Chemistry": only the last dot of the last path element counts.
     const char* slash = std::strrchr(file, '/');
     const char* dot = std::strrchr(slash ? slash : file, '.');
-    const int length = dot ? static_cast<int>(dot - file) : static_cast<int>(std::strlen(file));
+    const size_t length = dot ? static_cast<size_t>(dot - file) : std::strlen(file);
+    EndProcess("Assertion failed: " + std::string(text) + ", file " + std::string(file, length));
+}
+
+void EndProcess(const std::string& message) GAME_NOEXCEPT_UNLESS_FUZZING {
     std::fflush(stdout);
-    std::fprintf(stderr, "Assertion failed: %s, file %.*s\n", text, length, file);
+#ifdef GAME_FUZZING
+    throw SpecifiedEnd{message};
+#else
+    std::fprintf(stderr, "%s\n", message.c_str());
     std::fflush(stderr);
     std::abort();
+#endif
 }
 
 } // namespace game::detail

@@ -2,6 +2,8 @@
 
 #include "vesmo/filesystem/AtomicFile.hpp"
 
+#include <cctype>
+#include <cmath>
 #include <cstdio>
 #include <fstream>
 #include <sstream>
@@ -10,6 +12,21 @@
 namespace server {
 
 std::string WorldFolder(const std::string& world) { return "../Orkalin-data/server/worlds/" + world + "/"; }
+
+std::vector<std::string> SplitModuleList(const std::string& list) {
+    std::vector<std::string> names;
+    std::string name;
+    for (const char c : list + ",") {
+        if (c == ',' || std::isspace(static_cast<unsigned char>(c))) {
+            if (!name.empty())
+                names.push_back(name);
+            name.clear();
+        } else {
+            name += c;
+        }
+    }
+    return names;
+}
 
 bool WorldFile::Read(const std::string& path) {
     std::ifstream in(path);
@@ -21,20 +38,27 @@ bool WorldFile::Read(const std::string& path) {
         std::string key;
         if (!(words >> key) || key[0] == '#')
             continue;
+        const std::string where = path + ":" + std::to_string(number) + ": '" + key + "'";
         auto number_or_throw = [&](auto& value) {
             if (!(words >> value))
-                throw std::runtime_error(path + ":" + std::to_string(number) + ": '" + key + "' needs a number");
+                throw std::runtime_error(where + " needs a number");
         };
         if (key == "modules") {
-            modules.clear();
-            for (std::string name; words >> name;)
-                modules.push_back(name);
+            std::string rest;
+            std::getline(words, rest);
+            modules = SplitModuleList(rest);
         } else if (key == "tick_rate") {
             number_or_throw(tickRate);
+            if (!(tickRate >= kMinTickRate && tickRate <= kMaxTickRate))
+                throw std::runtime_error(where + " wants a number from 1 to 1000");
         } else if (key == "substeps") {
             number_or_throw(substeps);
+            if (substeps < kMinSubsteps || substeps > kMaxSubsteps)
+                throw std::runtime_error(where + " wants a whole number from 1 to 64");
         } else if (key == "time") {
             number_or_throw(time);
+            if (!std::isfinite(time))
+                throw std::runtime_error(where + " wants a finite number");
         } else if (key == "ticks") {
             number_or_throw(ticks);
         } else {

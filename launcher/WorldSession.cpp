@@ -5,6 +5,7 @@
 #include "game/Game.hpp"
 #include "game/entity/ServerSideEntity.hpp"
 #include "game/modular/ServerHooks.hpp"
+#include "vesmo/filesystem/AtomicFile.hpp"
 
 #include <algorithm>
 #include <cstdio>
@@ -26,6 +27,23 @@ std::string TrailingEntityId(const std::string& message) {
     return last.size() == 28 ? last : std::string();
 }
 
+// The journal of a save in progress, in the world's folder: present only between the moment a save's
+// files are all written and the moment they are all in place.
+const char* const kSaveJournal = "save.journal";
+
+// A save that a crash interrupted either had its journal written (then its renames are finished now) or
+// not (then the old world stands, and its temporaries are removed). Run before a load and before a save.
+void FinishInterruptedSave(const std::string& program, const std::string& world, const std::string& folder) {
+    using vesmo::filesystem::WriteBatch;
+    if (WriteBatch::Recover(folder + kSaveJournal))
+        std::printf("%s: world '%s': finished a save that was interrupted\n", program.c_str(), world.c_str());
+    const size_t removed = WriteBatch::RemoveTemporaries(folder) + WriteBatch::RemoveTemporaries(folder + "entities");
+    if (removed > 0)
+        std::printf("%s: world '%s': removed %zu temporary files of an interrupted save\n", program.c_str(),
+                    world.c_str(), removed);
+    std::fflush(stdout);
+}
+
 void DropEntitiesKeepingFiles() {
     std::unique_lock lock(ServerSideEntity::_sharedObjectsMutex);
     for (auto& [id, entity] : ServerSideEntity::_sharedObjects)
@@ -36,16 +54,7 @@ void DropEntitiesKeepingFiles() {
 
 } // namespace
 
-std::vector<std::string> SplitNames(const std::string& list) {
-    std::vector<std::string> names;
-    for (size_t start = 0; start <= list.size();) {
-        const size_t comma = std::min(list.find(',', start), list.size());
-        if (comma > start)
-            names.push_back(list.substr(start, comma - start));
-        start = comma + 1;
-    }
-    return names;
-}
+std::vector<std::string> SplitNames(const std::string& list) { return SplitModuleList(list); }
 
 int WorldSession::ReadFile(const std::string& name, bool create, const std::vector<std::string>& modules) {
     world = name;
@@ -53,6 +62,7 @@ int WorldSession::ReadFile(const std::string& name, bool create, const std::vect
     Game::_current_world = world;
     const std::string path = folder + "world.conf";
     try {
+        FinishInterruptedSave(_program, world, folder);
         existed = file.Read(path);
     } catch (const std::exception& error) {
         std::fprintf(stderr, "%s: %s\n", _program.c_str(), error.what());
@@ -126,16 +136,19 @@ int WorldSession::LoadEntities() {
         Abandon();
         return kExitDamagedEntity;
     }
-    try {
-        std::filesystem::create_directories(folder);
-        for (const SERVER_Mod::Ptr& m : _modules)
-            if (m->Server_Load)
-                reinterpret_cast<game::modular::ServerLoadHook>(m->Server_Load)(folder.c_str());
-    } catch (const std::exception& error) {
-        std::fprintf(stderr, "%s: world '%s' failed to start: %s; the world is not saved\n", _program.c_str(),
-                     world.c_str(), error.what());
-        Abandon();
-        return kExitRunFailed;
+    // A module that cannot read its own state refuses the world like a damaged entity file does.
+    for (const SERVER_Mod::Ptr& m : _modules) {
+        if (!m->Server_Load)
+            continue;
+        try {
+            reinterpret_cast<game::modular::ServerLoadHook>(m->Server_Load)(folder.c_str());
+        } catch (const std::exception& error) {
+            std::fprintf(stderr, "%s: module '%s' cannot load world '%s': %s\n", _program.c_str(), m->name.c_str(),
+                         world.c_str(), error.what());
+            std::fprintf(stderr, "%s: world '%s' not loaded; no file was changed\n", _program.c_str(), world.c_str());
+            Abandon();
+            return kExitDamagedEntity;
+        }
     }
     return kExitOk;
 }
@@ -147,12 +160,18 @@ void WorldSession::Advance() {
 
 bool WorldSession::Save() {
     try {
+        // One batch for every file of the save, journaled: the modules' files (WriteFileAtomic joins the
+        // batch), the entities' files (their own batch joins it) and the world's file commit together.
+        FinishInterruptedSave(_program, world, folder);
+        std::filesystem::create_directories(folder);
+        vesmo::filesystem::WriteBatch save(folder + kSaveJournal);
         for (const SERVER_Mod::Ptr& m : _modules)
             if (m->Server_Serialize)
                 reinterpret_cast<game::modular::ServerSerializeHook>(m->Server_Serialize)(folder.c_str());
         const size_t saved = TakeCensus().entities;
         ServerSideEntity::UnloadAllEntities();
         file.Write(folder + "world.conf");
+        save.Commit();
         std::printf("%s: world '%s' saved (%zu entities) in %s\n", _program.c_str(), world.c_str(), saved,
                     folder.c_str());
         std::fflush(stdout);

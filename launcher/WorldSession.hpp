@@ -32,7 +32,7 @@ enum ExitCode : int {
     kExitUsage = 2,         // bad command line
     kExitNoWorld = 3,       // the world does not exist (and may not be created), or names no module
     kExitModule = 4,        // a module failed to load
-    kExitDamagedEntity = 5, // a saved entity file could not be read; nothing was changed on disk
+    kExitDamagedEntity = 5, // a saved entity file or a module's state could not be read; nothing was changed
     kExitNoDevice = 6,      // the client found no Vulkan device or no window to show
 };
 
@@ -40,18 +40,20 @@ class WorldSession {
 public:
     explicit WorldSession(std::string program) : _program(std::move(program)) {}
 
-    // Reads the world's file. A missing world is an error unless `create`, and a new world needs
-    // `modules`; a non-empty `modules` replaces the file's list (and is stored at the save).
+    // Finishes or clears a save that a crash interrupted, then reads the world's file. A missing world is an
+    // error unless `create`, and a new world needs `modules`; a non-empty `modules` replaces the file's
+    // list (and is stored at the save).
     int ReadFile(const std::string& world, bool create, const std::vector<std::string>& modules);
     // Loads the world's SERVER_Mod modules and sorts them ("server": ModuleSort rank, then name).
     int LoadModules();
     // Loads the saved entities, then calls every module's Server_Load with the world's folder. Sets
-    // Game::_current_world first.
+    // Game::_current_world first. A module whose Server_Load throws (its state is damaged) refuses the world.
     int LoadEntities();
     // The world's clock after one tick.
     void Advance();
-    // Lets every module save (Server_Serialize), saves and unloads every entity, writes the world's file.
-    // False (printed) if something threw; the entities are dropped then, without touching their files.
+    // Lets every module save (Server_Serialize), saves and unloads every entity, writes the world's file:
+    // all in one journaled batch, so a crash leaves the old world or the new one, never a mix. False
+    // (printed) if something threw; the entities are dropped then, without touching their files.
     bool Save();
     // Drops every entity without touching a file and unloads the modules: the ways out that must leave the
     // world as it was on disk.
@@ -72,7 +74,7 @@ private:
     std::vector<game::modular::SERVER_Mod::Ptr> _modules;
 };
 
-// Splits "A,B,C" into names; empty parts are dropped.
+// Splits "A,B,C" (or "A, B" or "A B") into names; empty parts are dropped.
 std::vector<std::string> SplitNames(const std::string& list);
 
 } // namespace server

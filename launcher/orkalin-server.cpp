@@ -19,7 +19,9 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <charconv>
 #include <chrono>
+#include <cmath>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -28,6 +30,7 @@
 #include <filesystem>
 #include <mutex>
 #include <string>
+#include <system_error>
 #include <thread>
 #include <unistd.h>
 #include <vector>
@@ -82,12 +85,15 @@ void PrintHelp() {
         "Options:\n"
         "  --game-dir DIR      run from DIR instead of the working directory (other paths stay as given)\n"
         "  --create            make the world if it does not exist (needs --modules)\n"
-        "  --modules A,B       the modules to run; stored in the world's file (default: the file's list)\n"
-        "  --ticks N           run N ticks as fast as possible, then save and exit (0: load and save only)\n"
-        "  --seconds S         run S seconds of simulated time as fast as possible, then save and exit\n"
+        "  --modules A,B       the modules to run, apart by commas or blanks; stored in the world's file\n"
+        "                      (default: the file's list)\n"
+        "  --ticks N           run N ticks as fast as possible, then save and exit (0: load and save only);\n"
+        "                      0 to 1000000000\n"
+        "  --seconds S         run S seconds of simulated time as fast as possible, then save and exit;\n"
+        "                      0 to 10000000\n"
         "  --fast              never sleep between ticks\n"
-        "  --rate HZ           ticks per simulated second (default: the world's, 60)\n"
-        "  --substeps N        physics sub-steps per tick (default: the world's, 4)\n"
+        "  --rate HZ           ticks per simulated second, 1 to 1000 (default: the world's, 60)\n"
+        "  --substeps N        physics sub-steps per tick, 1 to 64 (default: the world's, 4)\n"
         "  --summary           print a table of the entities by type at the end\n"
         "  --profile           time every profiled scope of the run and print their table at the end\n"
         "                      (count, total, average, last and longest, in milliseconds); costs some speed\n"
@@ -95,14 +101,29 @@ void PrintHelp() {
         "  --dump PATH         write every entity's pose at the end, before saving\n"
         "  -h, --help          show this text\n"
         "\n"
+        "A value out of its range is refused (exit code 2) before anything is loaded or written.\n"
+        "\n"
         "Exit codes: 0 saved and done; 1 a tick or the save failed; 2 bad command line; 3 no such world;\n"
         "4 a module failed to load; 5 a saved entity file is damaged (named; no file is changed).\n");
 }
 
-bool ParseNumber(const char* text, double& value) {
+// What the command line may ask for: values outside these ranges can't be honoured (a tick count past what
+// the loop can count, a clock that never ends, a tick that takes minutes and ignores SIGTERM) and are
+// refused before anything is loaded or written.
+constexpr long long kMaxTicks = 1000000000LL; // about 190 days of simulated time at 60 Hz
+constexpr double kMaxSeconds = 10000000.0;    // about 115 days
+
+bool ParseReal(const char* text, double& value) {
     char* end = nullptr;
+    errno = 0;
     value = std::strtod(text, &end);
-    return end != text && *end == '\0';
+    return end != text && *end == '\0' && errno == 0 && std::isfinite(value);
+}
+
+bool ParseWhole(const char* text, long long& value) {
+    const char* end = text + std::strlen(text);
+    const auto [stop, error] = std::from_chars(text, end, value);
+    return text != end && stop == end && error == std::errc();
 }
 
 // Fills `options`; returns -1 to go on, else the exit code.
@@ -116,18 +137,29 @@ int ParseArguments(int argc, char** argv, Options& options) {
             }
             return argv[++i];
         };
-        auto number = [&](double& out, double min) {
+        auto real = [&](double& out, double min, double max) {
             const char* text = value();
             if (!text)
                 return false;
-            if (!ParseNumber(text, out) || out < min) {
-                std::fprintf(stderr, "orkalin-server: %s wants a number of at least %g, not '%s'\n", arg.c_str(), min,
-                             text);
+            if (!ParseReal(text, out) || out < min || out > max) {
+                std::fprintf(stderr, "orkalin-server: %s wants a number from %g to %g, not '%s'\n", arg.c_str(), min,
+                             max, text);
                 return false;
             }
             return true;
         };
-        double n = 0.0;
+        auto whole = [&](long long& out, long long min, long long max) {
+            const char* text = value();
+            if (!text)
+                return false;
+            if (!ParseWhole(text, out) || out < min || out > max) {
+                std::fprintf(stderr, "orkalin-server: %s wants a whole number from %lld to %lld, not '%s'\n",
+                             arg.c_str(), min, max, text);
+                return false;
+            }
+            return true;
+        };
+        long long n = 0;
         if (arg == "-h" || arg == "--help") {
             PrintHelp();
             return kExitOk;
@@ -143,19 +175,18 @@ int ParseArguments(int argc, char** argv, Options& options) {
             const char* text = value();
             if (!text)
                 return kExitUsage;
-            options.modules = server::SplitNames(text);
+            options.modules = server::SplitModuleList(text);
         } else if (arg == "--ticks") {
-            if (!number(n, 0))
+            if (!whole(options.ticks, 0, kMaxTicks))
                 return kExitUsage;
-            options.ticks = static_cast<long long>(n);
         } else if (arg == "--seconds") {
-            if (!number(options.seconds, 0))
+            if (!real(options.seconds, 0, kMaxSeconds))
                 return kExitUsage;
         } else if (arg == "--rate") {
-            if (!number(options.rate, 1))
+            if (!real(options.rate, server::kMinTickRate, server::kMaxTickRate))
                 return kExitUsage;
         } else if (arg == "--substeps") {
-            if (!number(n, 0))
+            if (!whole(n, server::kMinSubsteps, server::kMaxSubsteps))
                 return kExitUsage;
             options.substeps = static_cast<int>(n);
         } else if (arg == "--picture" || arg == "--dump" || arg == "--game-dir") {

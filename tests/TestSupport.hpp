@@ -1,6 +1,9 @@
 #pragma once
 // Helpers shared by the tests.
 
+#include <gtest/gtest.h>
+#include <unistd.h>
+
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -9,12 +12,33 @@
 
 namespace testing_support {
 
+// The process that owns the temporary folders made here. A death test's child (re-run by GoogleTest as a
+// process of its own) ends by abort and never runs a destructor, so its folders are named after the test
+// process that started it, which sweeps them when it exits.
+inline pid_t TempOwner() { return GTEST_FLAG_GET(internal_run_death_test).empty() ? getpid() : getppid(); }
+
+inline std::string TempPrefix(pid_t owner) { return "orkalin-test-" + std::to_string(owner) + "-"; }
+
+// Removes what this process's death-test children left, when the test process ends.
+struct TempSweeper {
+    ~TempSweeper() {
+        if (!GTEST_FLAG_GET(internal_run_death_test).empty())
+            return;
+        const std::string prefix = TempPrefix(getpid());
+        std::error_code error;
+        for (const auto& entry : std::filesystem::directory_iterator(std::filesystem::temp_directory_path(), error))
+            if (entry.path().filename().string().rfind(prefix, 0) == 0)
+                std::filesystem::remove_all(entry.path(), error);
+    }
+};
+inline TempSweeper tempSweeper;
+
 // A fresh folder under the system's temporary folder, removed with everything in it at the end.
 class TempDir {
 public:
     TempDir() {
         std::random_device random;
-        _path = std::filesystem::temp_directory_path() / ("orkalin-test-" + std::to_string(random()));
+        _path = std::filesystem::temp_directory_path() / (TempPrefix(TempOwner()) + std::to_string(random()));
         std::filesystem::create_directories(_path);
     }
     ~TempDir() {

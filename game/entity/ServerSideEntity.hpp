@@ -158,7 +158,10 @@ public:
     const std::shared_ptr<Interface>& GetInterface() const { return _interface; }
 
     static std::string GetCheckpointDir();
-    // Loads every saved entity of the current world; a damaged file ends the load with its sentence.
+    // Loads every saved entity of the current world; a damaged file (a truncated or empty one too) ends
+    // the load with its sentence, which ends in the entity's id. Removes the temporaries of a save that
+    // never finished. Entities whose type no loaded module registers are not loaded and their files are
+    // kept; a line on stdout says how many of which type and module.
     static void LoadAllEntities();
     // Saves what is marked (saveCounter) and is no component, with one durable commit for the world, then
     // drops every entity; one that nothing else holds is destroyed, an unsaved one with its files.

@@ -6,10 +6,12 @@
 #include "game/Assert.hpp"
 #include "game/Game.hpp"
 #include "game/entity/PressurizedVolume.hpp"
+#include "vesmo/filesystem/AtomicFile.hpp"
 #include "vesmo/filesystem/FilePath.hpp"
 
 #include <cstring>
 #include <iostream>
+#include <map>
 #include <shared_mutex>
 #include <stdexcept>
 
@@ -57,6 +59,19 @@ template <size_t N> bool ReadMagic(Stream& in, const char (&magic)[N]) {
     unsigned char bytes[N];
     in.Read(bytes, N);
     return std::memcmp(bytes, magic, N) == 0;
+}
+
+// The module and type named by a state file that has been read whole once already.
+std::pair<std::string, std::string> ModuleAndTypeOf(const std::string& path) {
+    BinaryFileStream file(path, 1024, false);
+    unsigned char header[20];
+    file.Read(header, sizeof header);
+    ServerSideEntity::ModuleID module;
+    module.vendor = file.ReadValue<uint64_t>();
+    module.name = file.ReadValue<uint64_t>();
+    std::string type;
+    file.Read(type);
+    return {module.String(), type};
 }
 
 template <size_t N> void WriteMagic(Stream& out, const char (&magic)[N]) {
@@ -119,27 +134,46 @@ ReadOnlyStream ServerSideEntity::Deserialize() {
     if (!vesmo::filesystem::FilePath(path).IsFile())
         throw std::runtime_error("Save state file does not exist for entity " + name);
     BinaryFileStream file(path, 1024, false);
-    if (!ReadMagic(file, kMagic1) || !ReadMagic(file, kMagic2))
+    // A file cut short (an empty one included) is damaged like one with wrong bytes, and is named by the
+    // same kind of sentence ending in the id, not by the stream's own words about its end.
+    bool magic = false;
+    try {
+        magic = ReadMagic(file, kMagic1) && ReadMagic(file, kMagic2);
+    } catch (const std::runtime_error&) {
+    }
+    if (!magic)
         throw std::runtime_error("Invalid save state magic string for entity " + name);
-    if (file.ReadValue<uint32_t>() != kStateVersion)
+    uint32_t version = 0;
+    bool interfaceMagic = false;
+    ReadOnlyStream interfaceBytes;
+    try {
+        version = file.ReadValue<uint32_t>();
+        if (version == kStateVersion) {
+            moduleId.vendor = file.ReadValue<uint64_t>();
+            moduleId.name = file.ReadValue<uint64_t>();
+            file.Read(type);
+            environmentId = file.ReadValue<uint64_t>();
+            orbitEnvironmentId = file.ReadValue<uint64_t>();
+            parentEntity = ReadId(file);
+            position = file.ReadValue<glm::dvec3>();
+            orientation = ReadOrientation(file);
+            isDynamic = file.ReadValue<uint8_t>();
+            linearVelocity = file.ReadValue<glm::dvec3>();
+            angularVelocity = file.ReadValue<glm::dvec3>();
+            boundingRadius = file.ReadValue<double>();
+            if (file.ReadValue<uint8_t>() != 0)
+                settleTime = 2.0;
+            interfaceMagic = ReadMagic(file, kMagicInterface);
+            if (interfaceMagic)
+                interfaceBytes = file.ReadStream();
+        }
+    } catch (const std::runtime_error&) {
+        throw std::runtime_error("Truncated save state file for entity " + name);
+    }
+    if (version != kStateVersion)
         throw std::runtime_error("Invalid save state version for entity " + name);
-    moduleId.vendor = file.ReadValue<uint64_t>();
-    moduleId.name = file.ReadValue<uint64_t>();
-    file.Read(type);
-    environmentId = file.ReadValue<uint64_t>();
-    orbitEnvironmentId = file.ReadValue<uint64_t>();
-    parentEntity = ReadId(file);
-    position = file.ReadValue<glm::dvec3>();
-    orientation = ReadOrientation(file);
-    isDynamic = file.ReadValue<uint8_t>();
-    linearVelocity = file.ReadValue<glm::dvec3>();
-    angularVelocity = file.ReadValue<glm::dvec3>();
-    boundingRadius = file.ReadValue<double>();
-    if (file.ReadValue<uint8_t>() != 0)
-        settleTime = 2.0;
-    if (!ReadMagic(file, kMagicInterface))
+    if (!interfaceMagic)
         throw std::runtime_error("Invalid save state interface magic string for entity " + name);
-    ReadOnlyStream interfaceBytes = file.ReadStream();
     // The end mark is not checked: the interface's bytes are complete once their count has been read.
     file.Close();
     return interfaceBytes;
@@ -226,13 +260,26 @@ void ServerSideEntity::DeserializeCheckpoint() {
 }
 
 void ServerSideEntity::LoadAllEntities() {
-    for (const vesmo::filesystem::FilePath& file : vesmo::filesystem::FilePath(GetCheckpointDir()).Files()) {
+    const vesmo::filesystem::FilePath dir(GetCheckpointDir());
+    if (!dir.IsDirectory())
+        return;
+    // Temporaries of a save that never finished are not the world: the old files beside them are.
+    vesmo::filesystem::WriteBatch::RemoveTemporaries(dir.String());
+    std::map<std::pair<std::string, std::string>, size_t> unregistered; // (module, type) -> entities
+    for (const vesmo::filesystem::FilePath& file : dir.Files()) {
         if (file.Extension() != ".entitystate")
             continue;
         const Id entityId(file.Stem());
         if (const Ptr entity = Interface::Create(entityId))
             entity->saveCounter.fetch_add(1);
+        else
+            ++unregistered[ModuleAndTypeOf(file.String())];
     }
+    // Dropped without a word, such an entity would be lost to whoever runs the world without its module.
+    for (const auto& [key, count] : unregistered)
+        std::cout << "Not loaded: " << count << (count == 1 ? " entity" : " entities") << " of type '" << key.second
+                  << "' of module '" << key.first << "', which no loaded module registers; "
+                  << (count == 1 ? "its file is" : "their files are") << " kept" << std::endl;
 }
 
 void ServerSideEntity::UnloadAllEntities() {

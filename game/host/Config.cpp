@@ -1,14 +1,12 @@
 #include "game/host/Config.hpp"
 
-#include <yaml-cpp/eventhandler.h>
-#include <yaml-cpp/exceptions.h>
-#include <yaml-cpp/mark.h>
-#include <yaml-cpp/parser.h>
+#include "game/Assert.hpp"
 
+#include <yaml.h>
+
+#include <algorithm>
 #include <charconv>
-#include <cstdio>
-#include <cstdlib>
-#include <sstream>
+#include <cstring>
 #include <string_view>
 #include <system_error>
 #include <unordered_map>
@@ -36,12 +34,14 @@ struct Config::Tree {
     };
 
     std::vector<Entry> nodes;
+    size_t textBytes = 0; // of all keys and values, to bound what aliases can make of a short text
 
     // Adds a node as the last child of `parent` (NONE for the root) and returns its index.
     size_t Append(size_t parent, uint8_t flags, std::string key, std::string value) {
         const size_t index = nodes.size();
         Entry entry;
         entry.flags = flags;
+        textBytes += key.size() + value.size();
         entry.key = std::move(key);
         entry.value = std::move(value);
         entry.parent = parent;
@@ -60,14 +60,39 @@ struct Config::Tree {
         return index;
     }
 
-    // Appends copies of the children of `from`'s node `source` under this tree's node `target`.
+    // Appends copies of the children of `from`'s node `source` under this tree's node `target`, depth
+    // first and in order. A loop with its own stack, not recursion: nesting depth is the text's to choose.
     // `from` must not be this tree: a copy into its own source would walk what it adds.
     void CopyChildren(const Tree& from, size_t source, size_t target) {
-        for (size_t child = from.nodes[source].firstChild; child != NONE; child = from.nodes[child].next) {
+        std::vector<std::pair<size_t, size_t>> pending; // (child in `from`, its new parent here)
+        auto pushChildren = [&](size_t of, size_t under) {
+            const size_t first = pending.size();
+            for (size_t child = from.nodes[of].firstChild; child != NONE; child = from.nodes[child].next)
+                pending.emplace_back(child, under);
+            std::reverse(pending.begin() + static_cast<std::ptrdiff_t>(first), pending.end());
+        };
+        pushChildren(source, target);
+        while (!pending.empty()) {
+            const auto [child, under] = pending.back();
+            pending.pop_back();
             const Entry& entry = from.nodes[child];
-            const size_t copy = Append(target, entry.flags, entry.key, entry.value);
-            CopyChildren(from, child, copy);
+            pushChildren(child, Append(under, entry.flags, entry.key, entry.value));
         }
+    }
+
+    // The nodes and text bytes of `index` and everything below it.
+    std::pair<size_t, size_t> Weigh(size_t index) const {
+        size_t count = 0, bytes = 0;
+        std::vector<size_t> pending{index};
+        while (!pending.empty()) {
+            const Entry& entry = nodes[pending.back()];
+            pending.pop_back();
+            ++count;
+            bytes += entry.key.size() + entry.value.size();
+            for (size_t child = entry.firstChild; child != NONE; child = nodes[child].next)
+                pending.push_back(child);
+        }
+        return {count, bytes};
     }
 };
 
@@ -76,81 +101,51 @@ namespace {
 using Tree = Config::Tree;
 constexpr size_t NONE = Config::NONE;
 
-// Bad YAML and impossible conversions end the process, as a parser without an error handler does.
-[[noreturn]] void Fatal(const std::string& message) {
-    std::fprintf(stderr, "%s\n", message.c_str());
-    std::fflush(stderr);
-    std::abort();
-}
+// What aliases may expand one text into. Far above any configuration a game reads, far below what
+// would take the machine's memory: ten short lines of nested aliases otherwise make billions of nodes.
+constexpr size_t kMaxNodes = 100000;
+constexpr size_t kMaxTextBytes = size_t(8) << 20;
 
-[[noreturn]] void FatalAt(const YAML::Mark& mark, const std::string& message) {
+// Bad YAML and impossible conversions end the process, as a parser without an error handler does.
+[[noreturn]] void Fatal(const std::string& message) { detail::EndProcess(message); }
+
+[[noreturn]] void FatalAt(const yaml_mark_t& mark, const std::string& message) {
     Fatal("Config: bad YAML at line " + std::to_string(mark.line + 1) + ", column " + std::to_string(mark.column + 1) +
           ": " + message);
 }
 
-// Builds one Tree per document from the parser's events.
-class Builder : public YAML::EventHandler {
-public:
-    explicit Builder(std::string_view source) : _source(source) {}
+std::string Text(const yaml_char_t* text) {
+    return text ? std::string(reinterpret_cast<const char*>(text)) : std::string();
+}
 
+// Builds one Tree per document from the parser's events.
+class Builder {
+public:
     std::vector<Tree> documents;
 
-    void OnDocumentStart(const YAML::Mark&) override {
+    void DocumentStart() {
         documents.emplace_back();
         _stack.clear();
         _anchors.clear();
         _anchorKeys.clear();
     }
-    void OnDocumentEnd() override {}
 
-    void OnNull(const YAML::Mark& mark, YAML::anchor_t anchor) override { Scalar(mark, anchor, NullText(mark)); }
-    void OnScalar(const YAML::Mark& mark, const std::string&, YAML::anchor_t anchor,
-                  const std::string& value) override {
-        Scalar(mark, anchor, value);
-    }
-
-    void OnSequenceStart(const YAML::Mark& mark, const std::string&, YAML::anchor_t anchor,
-                         YAML::EmitterStyle::value) override {
-        Open(mark, anchor, Tree::SEQ);
-    }
-    void OnMapStart(const YAML::Mark& mark, const std::string&, YAML::anchor_t anchor,
-                    YAML::EmitterStyle::value) override {
-        Open(mark, anchor, Tree::MAP);
-    }
-    void OnSequenceEnd() override { _stack.pop_back(); }
-    void OnMapEnd() override { _stack.pop_back(); }
-
-    void OnAlias(const YAML::Mark& mark, YAML::anchor_t anchor) override {
-        if (WantsKey()) {
-            auto key = _anchorKeys.find(anchor);
-            if (key != _anchorKeys.end()) {
-                SetKey(key->second);
-                return;
-            }
+    void Event(const yaml_event_t& event) {
+        const yaml_mark_t& mark = event.start_mark;
+        switch (event.type) {
+        case YAML_DOCUMENT_START_EVENT: DocumentStart(); break;
+        case YAML_SCALAR_EVENT:
+            Scalar(Text(event.data.scalar.anchor),
+                   std::string(reinterpret_cast<const char*>(event.data.scalar.value), event.data.scalar.length));
+            break;
+        case YAML_SEQUENCE_START_EVENT: Open(mark, Text(event.data.sequence_start.anchor), Tree::SEQ); break;
+        case YAML_MAPPING_START_EVENT: Open(mark, Text(event.data.mapping_start.anchor), Tree::MAP); break;
+        case YAML_SEQUENCE_END_EVENT:
+        case YAML_MAPPING_END_EVENT: _stack.pop_back(); break;
+        case YAML_ALIAS_EVENT: Alias(mark, Text(event.data.alias.anchor)); break;
+        default: // stream start and end, document end: nothing to build
+            break;
         }
-        auto found = _anchors.find(anchor);
-        if (found == _anchors.end()) {
-            // A key's anchor used as a value: the key's text is a scalar like any other.
-            auto key = _anchorKeys.find(anchor);
-            if (key == _anchorKeys.end())
-                FatalAt(mark, "unknown alias");
-            Scalar(mark, YAML::NullAnchor, key->second);
-            return;
-        }
-        // Copied through a separate tree: the anchored node may be an ancestor still being filled.
-        const Tree& tree = documents.back();
-        const Tree::Entry& source = tree.nodes[found->second];
-        if (WantsKey()) {
-            if (!(source.flags & Tree::VAL))
-                FatalAt(mark, "a key must be a scalar");
-            SetKey(source.value);
-            return;
-        }
-        Tree copy;
-        copy.Append(NONE, source.flags & ~Tree::KEY, {}, source.value);
-        copy.CopyChildren(tree, found->second, 0);
-        const size_t placed = Place(copy.nodes[0].flags, copy.nodes[0].value);
-        documents.back().CopyChildren(copy, 0, placed);
     }
 
 private:
@@ -182,45 +177,105 @@ private:
         return tree.Append(frame.node, flags, {}, std::move(value));
     }
 
-    void Scalar(const YAML::Mark&, YAML::anchor_t anchor, std::string value) {
+    void Scalar(const std::string& anchor, std::string value) {
         if (WantsKey()) {
-            if (anchor != YAML::NullAnchor)
+            if (!anchor.empty())
                 _anchorKeys[anchor] = value;
             SetKey(std::move(value));
             return;
         }
         const size_t node = Place(Tree::VAL, std::move(value));
-        if (anchor != YAML::NullAnchor)
+        if (!anchor.empty())
             _anchors[anchor] = node;
     }
 
-    void Open(const YAML::Mark& mark, YAML::anchor_t anchor, uint8_t flags) {
+    void Open(const yaml_mark_t& mark, const std::string& anchor, uint8_t flags) {
         if (WantsKey())
             FatalAt(mark, "a key must be a scalar");
         const size_t node = Place(flags, {});
-        if (anchor != YAML::NullAnchor)
+        if (!anchor.empty())
             _anchors[anchor] = node;
         _stack.push_back(Frame{node, flags == Tree::MAP, false, {}});
     }
 
-    // The parser reports "~", "null" and a left-out value alike; the source text tells them apart.
-    std::string NullText(const YAML::Mark& mark) const {
-        if (mark.pos < 0 || static_cast<size_t>(mark.pos) >= _source.size())
-            return {};
-        const std::string_view rest = _source.substr(static_cast<size_t>(mark.pos));
-        for (std::string_view word : {"~", "null", "Null", "NULL"}) {
-            if (rest.substr(0, word.size()) != word)
-                continue;
-            if (rest.size() == word.size() || std::string_view(" \t\r\n,]}#").find(rest[word.size()]) != NONE)
-                return std::string(word);
+    void Alias(const yaml_mark_t& mark, const std::string& anchor) {
+        if (WantsKey()) {
+            auto key = _anchorKeys.find(anchor);
+            if (key != _anchorKeys.end()) {
+                SetKey(key->second);
+                return;
+            }
         }
-        return {};
+        auto found = _anchors.find(anchor);
+        if (found == _anchors.end()) {
+            // A key's anchor used as a value: the key's text is a scalar like any other.
+            auto key = _anchorKeys.find(anchor);
+            if (key == _anchorKeys.end())
+                FatalAt(mark, "unknown alias");
+            Scalar({}, key->second);
+            return;
+        }
+        const Tree& tree = documents.back();
+        const Tree::Entry& source = tree.nodes[found->second];
+        if (WantsKey()) {
+            if (!(source.flags & Tree::VAL))
+                FatalAt(mark, "a key must be a scalar");
+            SetKey(source.value);
+            return;
+        }
+        const auto [count, bytes] = tree.Weigh(found->second);
+        if (tree.nodes.size() + count > kMaxNodes || tree.textBytes + bytes > kMaxTextBytes)
+            FatalAt(mark, "aliases expand the document past " + std::to_string(kMaxNodes) + " nodes or " +
+                              std::to_string(kMaxTextBytes >> 20) + " MiB of text");
+        // Copied through a separate tree: the anchored node may be an ancestor still being filled.
+        Tree copy;
+        copy.Append(NONE, source.flags & ~Tree::KEY, {}, source.value);
+        copy.CopyChildren(tree, found->second, 0);
+        const size_t placed = Place(copy.nodes[0].flags, copy.nodes[0].value);
+        documents.back().CopyChildren(copy, 0, placed);
     }
 
-    std::string_view _source;
     std::vector<Frame> _stack;
-    std::unordered_map<YAML::anchor_t, size_t> _anchors;         // anchored nodes
-    std::unordered_map<YAML::anchor_t, std::string> _anchorKeys; // anchored keys
+    std::unordered_map<std::string, size_t> _anchors;         // anchored nodes
+    std::unordered_map<std::string, std::string> _anchorKeys; // anchored keys
+};
+
+// The parser and its current event, released however the parse ends (a fuzzing build unwinds from Fatal).
+struct Parser {
+    yaml_parser_t parser;
+    yaml_event_t event;
+    bool haveEvent = false;
+
+    explicit Parser(std::string_view text) {
+        if (!yaml_parser_initialize(&parser))
+            Fatal("Config: out of memory");
+        yaml_parser_set_input_string(&parser, reinterpret_cast<const unsigned char*>(text.data()), text.size());
+    }
+    ~Parser() {
+        DropEvent();
+        yaml_parser_delete(&parser);
+    }
+    Parser(const Parser&) = delete;
+    Parser& operator=(const Parser&) = delete;
+
+    void DropEvent() {
+        if (haveEvent)
+            yaml_event_delete(&event);
+        haveEvent = false;
+    }
+
+    // The next event, or the end of the process with the parser's message where the text goes wrong.
+    const yaml_event_t& Next() {
+        DropEvent();
+        if (!yaml_parser_parse(&parser, &event)) {
+            std::string problem = parser.problem ? parser.problem : "unknown error";
+            if (parser.context)
+                problem += std::string(" ") + parser.context;
+            FatalAt(parser.problem_mark, problem);
+        }
+        haveEvent = true;
+        return event;
+    }
 };
 
 // ---- number text ----------------------------------------------------------------------------------
@@ -318,15 +373,15 @@ void Config::Parse(char* text) {
     Clear();
     if (text == nullptr || *text == '\0')
         return;
-    const std::string_view source(text);
-    Builder builder(source);
-    try {
-        std::istringstream stream{std::string(source)};
-        YAML::Parser parser(stream);
-        while (parser.HandleNextDocument(builder)) {
+    Builder builder;
+    {
+        Parser parser{std::string_view(text)};
+        for (;;) {
+            const yaml_event_t& event = parser.Next();
+            if (event.type == YAML_STREAM_END_EVENT)
+                break;
+            builder.Event(event);
         }
-    } catch (const YAML::Exception& error) {
-        FatalAt(error.mark, error.msg);
     }
 
     std::vector<Tree>& documents = builder.documents;

@@ -30,6 +30,9 @@
 // Failures. Bad YAML ends the process in Parse, after a line on stderr with the parser's message, line
 // and column; so does converting text that is not a number of the asked kind (or is out of its range):
 // test with IsInt and the like first. A missing key or index is not a failure: it gives an empty Node.
+// Aliases that would expand one text past 100,000 nodes or 8 MiB of keys and values count as bad YAML
+// ("billion laughs"): a short hostile text must not take the machine's memory. Parse never recurses, so
+// no depth of nesting exhausts the stack.
 //
 // Reading is safe from any number of threads while nobody calls Parse or Clear.
 

@@ -59,7 +59,8 @@ const char* KeyName(int key) {
         "N",     "O",     "P", "Q", "R", "S", "T", "U", "V", "W", "X",     "Y",     "Z"};
     static const char* const keypad[] = {"num0", "num1", "num2",   "num3",   "num4",    "num5",   "num6",   "num7",
                                          "num8", "num9", "numdec", "numdiv", "nummult", "numsub", "numadd", "Enter"};
-    if (key >= 48 && key <= 90)
+    // ';' (59) and '=' (61) sit between the digits and the letters: their gaps in the table fall through.
+    if (key >= 48 && key <= 90 && digitsAndLetters[key - 48])
         return digitsAndLetters[key - 48];
     if (key >= 320 && key <= 335)
         return keypad[key - 320];

@@ -14,8 +14,10 @@
 
 #include <glm/gtc/quaternion.hpp>
 
+#include <cmath>
 #include <cstdio>
 #include <fstream>
+#include <stdexcept>
 #include <string>
 
 #define PLANET_EXPORT extern "C" __attribute__((visibility("default")))
@@ -133,15 +135,27 @@ PLANET_EXPORT void ModuleUnload() {
 PLANET_EXPORT int ModuleSort() { return 0; }
 
 PLANET_EXPORT void Server_Load(const char* worldFolder) {
-    std::ifstream state(std::string(worldFolder) + kStateFile);
+    const std::string path = std::string(worldFolder) + kStateFile;
+    std::ifstream state(path);
     if (state) {
+        // Both keys, each a number, nothing else: anything less is a damaged file, and a world whose clock
+        // would start again at 0 is not this world.
+        unsigned seed = 0;
+        double time = 0.0;
+        bool haveSeed = false, haveTime = false;
         std::string key;
         while (state >> key) {
-            if (key == "seed")
-                state >> g_planet.seed;
-            else if (key == "time")
-                state >> g_worldTime;
+            if (key == "seed" && (state >> seed))
+                haveSeed = true;
+            else if (key == "time" && (state >> time) && std::isfinite(time) && time >= 0.0)
+                haveTime = true;
+            else
+                break;
         }
+        if (!haveSeed || !haveTime || !state.eof())
+            throw std::runtime_error("Planet: cannot read its state file " + path + " (damaged)");
+        g_planet.seed = seed;
+        g_worldTime = time;
         Game::_environmentFunctions[planet::kPlanetEnvironment] = g_planet.Function();
         std::printf("Planet: world continues at %.2f s (seed %u)\n", g_worldTime, g_planet.seed);
     } else {

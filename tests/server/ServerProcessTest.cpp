@@ -165,6 +165,75 @@ TEST_F(Server, ADamagedEntityFileStopsTheLoadNamesTheEntityAndChangesNoFile) {
     EXPECT_EQ(Snapshot("w"), before);
 }
 
+TEST_F(Server, TruncatedAndEmptyEntityFilesAreNamedDamagedWithTheirId) {
+    ASSERT_EQ(RunServer({"--create", "--modules", "Planet", "w", "--ticks", "10"}).exitCode, 0);
+    fs::path victim;
+    for (const auto& entry : fs::directory_iterator(EntityDir("w")))
+        victim = entry.path();
+    const std::string bytes = ReadText(victim.string());
+    const std::string id = victim.stem().string();
+    const std::pair<std::string, std::string> cases[] = {
+        {bytes.substr(0, bytes.size() / 2), "Truncated save state file for entity " + id},
+        {"", "Invalid save state magic string for entity " + id},
+    };
+    for (const auto& [content, sentence] : cases) {
+        WriteText(victim.string(), content);
+        const auto before = Snapshot("w");
+        const Outcome run = RunServer({"w", "--ticks", "10"});
+        EXPECT_EQ(run.exitCode, 5);
+        EXPECT_NE(run.err.find("damaged entity file"), std::string::npos) << run.err;
+        EXPECT_NE(run.err.find(sentence + "\n"), std::string::npos) << run.err;
+        EXPECT_EQ(Snapshot("w"), before);
+    }
+}
+
+TEST_F(Server, EntitiesOfATypeNoModuleRegistersAreReportedAndTheirFilesKept) {
+    ASSERT_EQ(RunServer({"--create", "--modules", "Planet", "w", "--ticks", "5"}).exitCode, 0);
+    // Two crates become "crabs", a type of the same length that nothing registers.
+    int renamed = 0;
+    for (const auto& entry : fs::directory_iterator(EntityDir("w"))) {
+        std::string bytes = ReadText(entry.path().string());
+        const size_t at = bytes.find("crate");
+        if (at == std::string::npos || renamed == 2)
+            continue;
+        bytes.replace(at, 5, "crabs");
+        WriteText(entry.path().string(), bytes);
+        ++renamed;
+    }
+    ASSERT_EQ(renamed, 2);
+    const size_t files = EntityFiles("w");
+    const Outcome run = RunServer({"w", "--ticks", "5"});
+    ASSERT_EQ(run.exitCode, 0) << run.err;
+    EXPECT_NE(run.out.find("Not loaded: 2 entities of type 'crabs' of module 'DEMO_planet'"), std::string::npos)
+        << run.out;
+    EXPECT_NE(run.out.find("which no loaded module registers; their files are kept"), std::string::npos) << run.out;
+    EXPECT_EQ(EntityFiles("w"), files);
+}
+
+TEST_F(Server, AModuleThatCannotReadItsStateRefusesTheWorldAndChangesNoFile) {
+    ASSERT_EQ(RunServer({"--create", "--modules", "Planet", "w", "--ticks", "10"}).exitCode, 0);
+    WriteText((WorldDir("w") / "planet.state").string(), "\x01\x02 garbage\n");
+    const auto before = Snapshot("w");
+    const Outcome run = RunServer({"w", "--ticks", "10"});
+    EXPECT_EQ(run.exitCode, 5);
+    EXPECT_NE(run.err.find("module 'Planet' cannot load world 'w': Planet: cannot read its state file"),
+              std::string::npos)
+        << run.err;
+    EXPECT_EQ(Snapshot("w"), before);
+}
+
+TEST_F(Server, TemporariesOfAnInterruptedSaveAreClearedAtTheNextLoad) {
+    ASSERT_EQ(RunServer({"--create", "--modules", "Planet", "w", "--ticks", "10"}).exitCode, 0);
+    const std::string stray = (EntityDir("w") / ".ENTT0000000100000000000000AB.entitystate.tmp-a1B2c3").string();
+    WriteText(stray, "half a file");
+    WriteText((WorldDir("w") / ".planet.state.tmp-Zz9Yy8").string(), "seed");
+    const Outcome run = RunServer({"w", "--ticks", "0"});
+    ASSERT_EQ(run.exitCode, 0) << run.err;
+    EXPECT_NE(run.out.find("removed 2 temporary files of an interrupted save"), std::string::npos) << run.out;
+    EXPECT_FALSE(fs::exists(stray));
+    EXPECT_FALSE(fs::exists(WorldDir("w") / ".planet.state.tmp-Zz9Yy8"));
+}
+
 TEST_F(Server, MissingWorldsUnknownModulesAndBadArgumentsHaveTheirOwnExitCodes) {
     Outcome run = RunServer({"nowhere"});
     EXPECT_EQ(run.exitCode, 3);
@@ -178,6 +247,24 @@ TEST_F(Server, MissingWorldsUnknownModulesAndBadArgumentsHaveTheirOwnExitCodes) 
 
     run = RunServer({"w", "--ticks", "many"});
     EXPECT_EQ(run.exitCode, 2);
+    // Values the server cannot honour are refused with their range, before the world is made or written.
+    const std::pair<std::vector<std::string>, const char*> refused[] = {
+        {{"--ticks", "99999999999999999999"}, "--ticks wants a whole number from 0 to 1000000000"},
+        {{"--ticks", "1.5"}, "--ticks wants a whole number"},
+        {{"--seconds", "nan"}, "--seconds wants a number from 0 to 1e+07"},
+        {{"--seconds", "inf"}, "--seconds wants a number from 0 to 1e+07"},
+        {{"--substeps", "0"}, "--substeps wants a whole number from 1 to 64, not '0'"},
+        {{"--substeps", "100000000"}, "--substeps wants a whole number from 1 to 64"},
+        {{"--rate", "1e6"}, "--rate wants a number from 1 to 1000"},
+    };
+    for (const auto& [args, sentence] : refused) {
+        std::vector<std::string> line{"--create", "--modules", "Planet", "w"};
+        line.insert(line.end(), args.begin(), args.end());
+        run = RunServer(line);
+        EXPECT_EQ(run.exitCode, 2) << args[0] << ' ' << args[1];
+        EXPECT_NE(run.err.find(sentence), std::string::npos) << run.err;
+        EXPECT_FALSE(fs::exists(WorldDir("w") / "world.conf")) << args[0] << ' ' << args[1];
+    }
     run = RunServer({"--help"});
     EXPECT_EQ(run.exitCode, 0);
     EXPECT_NE(run.out.find("build/game/"), std::string::npos);

@@ -55,4 +55,26 @@ TEST(WorldFile, ANumberThatIsNotOneNamesItsLine) {
     }
 }
 
+TEST(WorldFile, ModuleListsSplitAtCommasAndOutOfRangeValuesAreRefused) {
+    TempDir dir;
+    const std::string path = dir.File("world.conf");
+    WriteText(path, "modules Planet,Nope  Other, Last\n");
+    WorldFile world;
+    ASSERT_TRUE(world.Read(path));
+    EXPECT_EQ(world.modules, (std::vector<std::string>{"Planet", "Nope", "Other", "Last"}));
+    EXPECT_EQ(server::SplitModuleList(" A ,,B "), (std::vector<std::string>{"A", "B"}));
+
+    for (const char* line : {"substeps 0", "substeps 100000000", "tick_rate 0.5", "tick_rate 1e9"}) {
+        WriteText(path, std::string("modules Planet\n") + line + "\n");
+        WorldFile bad;
+        try {
+            bad.Read(path);
+            ADD_FAILURE() << "accepted " << line;
+        } catch (const std::runtime_error& error) {
+            EXPECT_NE(std::string(error.what()).find("world.conf:2:"), std::string::npos) << error.what();
+            EXPECT_NE(std::string(error.what()).find(" from 1 to "), std::string::npos) << error.what();
+        }
+    }
+}
+
 } // namespace

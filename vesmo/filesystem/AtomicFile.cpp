@@ -1,5 +1,6 @@
 #include "vesmo/filesystem/AtomicFile.hpp"
 
+#include <cctype>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -82,7 +83,12 @@ void RenameInto(const std::string& temporary, const std::string& path) {
 
 } // namespace detail
 
-void WriteFileAtomic(const std::string& path, const void* data, size_t size) {
+namespace {
+
+// The batch open on this thread: the first one made and not yet destroyed.
+thread_local WriteBatch* t_openBatch = nullptr;
+
+void WriteDurably(const std::string& path, const void* data, size_t size) {
     std::string temporary;
     int fd = detail::CreateTemporaryFor(path, temporary);
     try {
@@ -99,6 +105,26 @@ void WriteFileAtomic(const std::string& path, const void* data, size_t size) {
         throw;
     }
     detail::SyncDirectoryOf(path);
+}
+
+bool IsTemporaryName(const std::string& name) {
+    // ".<name>.tmp-XXXXXX", XXXXXX from mkstemp's letters and digits.
+    const size_t at = name.rfind(".tmp-");
+    if (name.size() < 2 || name[0] != '.' || at == std::string::npos || at < 2 || name.size() - at != 11)
+        return false;
+    for (size_t i = at + 5; i < name.size(); ++i)
+        if (!std::isalnum(static_cast<unsigned char>(name[i])))
+            return false;
+    return true;
+}
+
+} // namespace
+
+void WriteFileAtomic(const std::string& path, const void* data, size_t size) {
+    if (t_openBatch != nullptr)
+        t_openBatch->Add(path, data, size);
+    else
+        WriteDurably(path, data, size);
 }
 
 std::string ReadWholeFile(const std::string& path) {
@@ -124,12 +150,23 @@ std::string ReadWholeFile(const std::string& path) {
     return content;
 }
 
+WriteBatch::WriteBatch(std::string journal) : _journal(std::move(journal)) {
+    if (t_openBatch != nullptr)
+        _outer = t_openBatch;
+    else
+        t_openBatch = this;
+}
+
 WriteBatch::~WriteBatch() {
+    if (t_openBatch == this)
+        t_openBatch = nullptr;
     for (const Entry& entry : _entries)
         ::unlink(entry.temporary.c_str());
 }
 
 void WriteBatch::Add(const std::string& path, const void* data, size_t size) {
+    if (_outer != nullptr)
+        return _outer->Add(path, data, size);
     std::string temporary;
     int fd = detail::CreateTemporaryFor(path, temporary);
     try {
@@ -148,11 +185,13 @@ void WriteBatch::Add(const std::string& path, const void* data, size_t size) {
 }
 
 void WriteBatch::AddTemporary(const std::string& temporary, const std::string& path) {
+    if (_outer != nullptr)
+        return _outer->AddTemporary(temporary, path);
     _entries.push_back({temporary, path});
 }
 
 void WriteBatch::Commit() {
-    if (_entries.empty())
+    if (_outer != nullptr || _entries.empty())
         return;
     // One syncfs makes every temporary's data durable at once (they share the file system of their
     // targets); only then may the renames expose them.
@@ -165,6 +204,17 @@ void WriteBatch::Commit() {
             detail::ThrowError("sync the file system of", _entries.front().target, error);
         }
         ::close(fd);
+    }
+    // The journal is the commit point: once it is whole on disk, the renames below will be finished by
+    // Recover() whatever happens to this process.
+    if (!_journal.empty()) {
+        std::string list;
+        for (const Entry& entry : _entries) {
+            if (entry.temporary.find('\n') != std::string::npos || entry.target.find('\n') != std::string::npos)
+                detail::ThrowError("journal a path with a line break:", entry.target, EINVAL);
+            list += entry.temporary + '\n' + entry.target + '\n';
+        }
+        WriteDurably(_journal, list.data(), list.size());
     }
     std::set<std::string> folders;
     std::vector<Entry> entries = std::move(_entries);
@@ -181,6 +231,48 @@ void WriteBatch::Commit() {
     }
     for (const std::string& folder : folders)
         detail::SyncDirectory(folder);
+    if (!_journal.empty()) {
+        ::unlink(_journal.c_str());
+        detail::SyncDirectoryOf(_journal);
+    }
+}
+
+bool WriteBatch::Recover(const std::string& journal) {
+    std::error_code error;
+    if (!std::filesystem::is_regular_file(journal, error))
+        return false;
+    const std::string list = ReadWholeFile(journal);
+    std::set<std::string> folders;
+    size_t start = 0;
+    for (;;) {
+        const size_t first = list.find('\n', start);
+        const size_t second = first == std::string::npos ? first : list.find('\n', first + 1);
+        if (second == std::string::npos)
+            break;
+        const std::string temporary = list.substr(start, first - start);
+        const std::string target = list.substr(first + 1, second - first - 1);
+        start = second + 1;
+        // A temporary that is gone was renamed before the interruption.
+        if (std::filesystem::exists(temporary, error)) {
+            detail::RenameInto(temporary, target);
+            folders.insert(detail::DirectoryOf(target));
+        }
+    }
+    for (const std::string& folder : folders)
+        detail::SyncDirectory(folder);
+    ::unlink(journal.c_str());
+    detail::SyncDirectoryOf(journal);
+    return true;
+}
+
+size_t WriteBatch::RemoveTemporaries(const std::string& folder) {
+    size_t removed = 0;
+    std::error_code error;
+    for (const auto& entry : std::filesystem::directory_iterator(folder, error)) {
+        if (entry.is_regular_file(error) && IsTemporaryName(entry.path().filename().string()))
+            removed += std::filesystem::remove(entry.path(), error) ? 1 : 0;
+    }
+    return removed;
 }
 
 } // namespace vesmo::filesystem

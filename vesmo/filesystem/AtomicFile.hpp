@@ -10,6 +10,20 @@
 // Saving many files (a world) with an fsync each is slow, so WriteBatch gathers finished temporaries and
 // makes them durable together: one syncfs() of the file system, then the renames, then one fsync per
 // folder. Until Commit() no target is touched; a batch destroyed without Commit() discards its temporaries.
+//
+// All or nothing. A batch made with a journal path commits as one unit: after the syncfs, the list of its
+// renames is written to the journal (crash-safely), then the renames run, then the journal is removed. A
+// crash before the journal is whole leaves every old file; a crash after it leaves a journal that
+// Recover() finishes at the next start, so every new file. Without a journal, a crash in the middle of
+// the renames leaves some files new and some old (each of them whole).
+//
+// One batch per thread at a time gathers everything. While a batch lives on a thread, a WriteBatch made
+// on that thread is a part of it (its files go to the first batch, its Commit does nothing), and
+// WriteFileAtomic on that thread goes into it too. So a world's save can open one journaled batch and
+// call code that writes its own files (modules, the entities' own batch), and all of them commit together.
+//
+// Temporaries of a write that never finished (a crash before the journal) keep their ".<name>.tmp-XXXXXX"
+// names; RemoveTemporaries() clears them from a folder.
 
 #include <cstddef>
 #include <string>
@@ -17,7 +31,7 @@
 
 namespace vesmo::filesystem {
 
-// Replaces `path` with `size` bytes at `data`, durably.
+// Replaces `path` with `size` bytes at `data`, durably; inside an open batch of this thread, at its commit.
 void WriteFileAtomic(const std::string& path, const void* data, size_t size);
 inline void WriteFileAtomic(const std::string& path, const std::string& text) {
     WriteFileAtomic(path, text.data(), text.size());
@@ -28,7 +42,9 @@ std::string ReadWholeFile(const std::string& path);
 
 class WriteBatch {
 public:
-    WriteBatch() = default;
+    // `journal`: the file that makes the commit all or nothing (empty: none). Ignored for a batch made
+    // inside another one, which commits with that one.
+    explicit WriteBatch(std::string journal = {});
     ~WriteBatch();
     WriteBatch(const WriteBatch&) = delete;
     WriteBatch& operator=(const WriteBatch&) = delete;
@@ -43,12 +59,21 @@ public:
     void Commit();
     size_t Size() const { return _entries.size(); }
 
+    // Finishes the commit that `journal` records, if there is one: renames what is still waiting, then
+    // removes the journal. True when there was a journal. Throws std::runtime_error when a rename fails.
+    static bool Recover(const std::string& journal);
+    // Removes the temporaries (".<name>.tmp-XXXXXX") that unfinished writes left in `folder`; returns how
+    // many. Call it after Recover, which needs the temporaries its journal names.
+    static size_t RemoveTemporaries(const std::string& folder);
+
 private:
     struct Entry {
         std::string temporary;
         std::string target;
     };
     std::vector<Entry> _entries;
+    std::string _journal;
+    WriteBatch* _outer = nullptr; // the batch this one is a part of, or null
 };
 
 namespace detail {

@@ -260,7 +260,7 @@ TEST(ConfigDeathTest, BadYamlEndsTheProcessWithLineAndColumn) {
             game::Config config;
             config.Parse(text);
         },
-        "bad YAML at line 2, column [0-9]+: end of sequence flow not found");
+        "bad YAML at line 2, column [0-9]+: did not find expected ',' or ']'");
     EXPECT_DEATH(
         {
             char text[] = "? [a, b]\n: 1\n";
@@ -268,6 +268,34 @@ TEST(ConfigDeathTest, BadYamlEndsTheProcessWithLineAndColumn) {
             config.Parse(text);
         },
         "line 1, column 3: a key must be a scalar");
+}
+
+// Texts that once hung the parser or would take the machine's memory end the documented way, at once.
+TEST(ConfigDeathTest, HostileTextsEndAsBadYamlInsteadOfHangingOrGrowing) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_DEATH(
+        {
+            char text[] = ",\xffnu\xffs\xffs";
+            game::Config config;
+            config.Parse(text);
+        },
+        "Config: bad YAML at line 1, column [0-9]+: ");
+    // Each line ten times the last: 10^9 nodes if aliases were copied without a bound.
+    std::string laughs = "a0: &a0 [x, x, x, x, x, x, x, x, x, x]\n";
+    for (int i = 1; i < 9; ++i) {
+        const std::string previous = "*a" + std::to_string(i - 1);
+        laughs += "a" + std::to_string(i) + ": &a" + std::to_string(i) + " [";
+        for (int j = 0; j < 10; ++j)
+            laughs += previous + (j < 9 ? ", " : "]\n");
+    }
+    EXPECT_DEATH(
+        {
+            std::vector<char> text(laughs.begin(), laughs.end());
+            text.push_back('\0');
+            game::Config config;
+            config.Parse(text.data());
+        },
+        "line 5, column [0-9]+: aliases expand the document past 100000 nodes");
 }
 
 TEST(ConfigDeathTest, ConvertingWhatIsNotANumberEndsTheProcess) {

@@ -137,7 +137,7 @@ TEST_F(WebviewWire, KeyCodesMapToTheBrowsersNames) {
         {96, "`"},         {257, "Enter"},  {259, "Backspace"}, {262, "Right"}, {265, "Up"},     {269, "End"},
         {280, "Capslock"}, {284, "Pause"},  {320, "num0"},      {329, "num9"},  {330, "numdec"}, {331, "numdiv"},
         {332, "nummult"},  {333, "numsub"}, {334, "numadd"},    {335, "Enter"}, {340, "Shift"},  {345, "Ctrl"},
-        {346, "Alt"},      {343, "Super"},  {347, "Super"},     {348, "Menu"}};
+        {346, "Alt"},      {343, "Super"},  {347, "Super"},     {348, "Menu"},  {59, ";"},       {61, "="}};
     for (const auto& [code, name] : keys) {
         webview.InputKey(code, 1);
         EXPECT_EQ(Next(), "input v {\"type\":\"keyDown\",\"keyCode\":\"" + name + "\"}") << "key " << code;

@@ -138,3 +138,51 @@ TEST(WriteBatch, ABatchDroppedWithoutCommitLeavesNoTrace) {
     EXPECT_EQ(ReadText(dir.File("a")), "old a");
     EXPECT_EQ(CountFiles(dir.Path()), 1u);
 }
+
+TEST(WriteBatch, OneOpenBatchTakesNestedBatchesAndAtomicWritesOfItsThread) {
+    TempDir dir;
+    WriteText(dir.File("module.state"), "old");
+    {
+        WriteBatch save(dir.File("save.journal"));
+        WriteFileAtomic(dir.File("module.state"), std::string("new"));
+        {
+            WriteBatch entities; // as the entities' own save makes it
+            entities.Add(dir.File("entity"), "e", 1);
+            entities.Commit(); // a part of `save`: nothing yet
+        }
+        EXPECT_EQ(ReadText(dir.File("module.state")), "old");
+        EXPECT_FALSE(std::filesystem::exists(dir.File("entity")));
+        EXPECT_EQ(save.Size(), 2u);
+        save.Commit();
+    }
+    EXPECT_EQ(ReadText(dir.File("module.state")), "new");
+    EXPECT_EQ(ReadText(dir.File("entity")), "e");
+    EXPECT_FALSE(std::filesystem::exists(dir.File("save.journal")));
+    // With the batch gone, a write is immediate again.
+    WriteFileAtomic(dir.File("module.state"), std::string("later"));
+    EXPECT_EQ(ReadText(dir.File("module.state")), "later");
+}
+
+TEST(WriteBatch, RecoverFinishesAJournaledCommitAndStrayTemporariesAreRemoved) {
+    TempDir dir;
+    // A commit interrupted after its journal and its first rename: "a" is in place, "b" still waits.
+    WriteText(dir.File("a"), "new a");
+    WriteText(dir.File("b"), "old b");
+    WriteText(dir.File(".b.tmp-Q1w2E3"), "new b");
+    WriteText(dir.File("save.journal"), dir.File(".a.tmp-Zz9Yy8") + "\n" + dir.File("a") + "\n" +
+                                            dir.File(".b.tmp-Q1w2E3") + "\n" + dir.File("b") + "\n");
+    // Left by a save that never reached its journal, beside files that only look alike.
+    WriteText(dir.File(".c.tmp-AbCdEf"), "half");
+    WriteText(dir.File(".hidden"), "kept");
+    WriteText(dir.File("c.tmp-AbCdEf"), "kept");
+
+    EXPECT_TRUE(WriteBatch::Recover(dir.File("save.journal")));
+    EXPECT_EQ(ReadText(dir.File("a")), "new a");
+    EXPECT_EQ(ReadText(dir.File("b")), "new b");
+    EXPECT_FALSE(std::filesystem::exists(dir.File("save.journal")));
+    EXPECT_FALSE(WriteBatch::Recover(dir.File("save.journal")));
+
+    EXPECT_EQ(WriteBatch::RemoveTemporaries(dir.Path().string()), 1u);
+    EXPECT_FALSE(std::filesystem::exists(dir.File(".c.tmp-AbCdEf")));
+    EXPECT_EQ(CountFiles(dir.Path()), 4u); // a, b, .hidden, c.tmp-AbCdEf
+}

@@ -211,15 +211,17 @@ TEST(ConfigFile, AutoReloadPicksUpAnEditAndStopsPromptly) {
     EXPECT_EQ(record.reads.load(), readsBefore);
 
     WriteText(path, "[record]\ncount = 42\n");
+    // The fields belong to the reload thread until it stops: wait on the atomic count of reads, and look
+    // at the field only after the stop (ThreadSanitizer caught the test reading it while being written).
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(2);
-    while (record.count != 42 && std::chrono::steady_clock::now() < deadline)
+    while (record.reads.load() == readsBefore && std::chrono::steady_clock::now() < deadline)
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    EXPECT_EQ(record.count, 42);
 
     const auto start = std::chrono::steady_clock::now();
     record.StopAutoReloadThread();
     record.StopAutoReloadThread();
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(500));
+    EXPECT_EQ(record.count, 42);
 }
 
 TEST(ConfigFile, UnknownTypeCodesAreRefused) {
