@@ -26,7 +26,7 @@
 // no usable device (NoDeviceError).
 //
 // VkPhysicalDevice16BitStorageFeatures repeats members of VkPhysicalDeviceVulkan11Features; the engine
-// hands the driver the Vulkan 1.1 structure with those members, as the specification of Vulkan requires.
+// hands the driver the Vulkan 1.1 structure with those members, as Vulkan requires.
 
 #include <vulkan/vulkan.h>
 
