@@ -215,8 +215,10 @@ void Mesh::Load() {
     for (const json& entry : root.at("buffers")) {
         const size_t size = entry.at("byteLength").get<size_t>();
         const std::string uri = entry.at("uri").get<std::string>();
-        auto buffer = std::make_shared<vesmo::vk::Buffer>(device, size, kMeshBufferUsage,
-                                                          VMA_MEMORY_USAGE_AUTO_PREFER_DEVICE, 16, "Mesh " + uri, true);
+        // The file fills the buffer whole (or the load fails and drops it), so nothing needs clearing.
+        auto buffer =
+            std::make_shared<vesmo::vk::Buffer>(device, size, kMeshBufferUsage, VMA_MEMORY_USAGE_AUTO_PREFER_DEVICE, 16,
+                                                "Mesh " + uri, true, vesmo::vk::Buffer::Contents::UNDEFINED);
         ReadBufferFile(folder + "/" + uri, *buffer, size);
         newBuffers.push_back(std::move(buffer));
     }

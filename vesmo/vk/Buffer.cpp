@@ -5,8 +5,10 @@
 #include "vesmo/vk/Device.hpp"
 #include "vesmo/vk/Vk.hpp"
 
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <mutex>
 #include <utility>
 
 namespace vesmo::vk {
@@ -25,10 +27,53 @@ VkBufferUsageFlags Supported(const Device& device, VkBufferUsageFlags usage) {
     return usage;
 }
 
+// The no-device face's memory. glibc maps every large block afresh and unmaps it on free, and a page touched
+// for the first time costs a fault (about 12 us each on the virtual machines the servers run on), so a
+// mesh reloaded into a buffer of the same size would pay a fault per 4 KiB every time. Like the device's
+// allocator, which keeps its one empty block, the last large block released is kept for the next request
+// it fits (within twice its size, so a small buffer never holds on to a large block).
+class HostBlocks {
+public:
+    static constexpr size_t Large = size_t(1) << 20;
+
+    void* Acquire(size_t bytes, size_t align) {
+        if (bytes >= Large) {
+            std::lock_guard lock(_mutex);
+            if (_spare && _spareBytes >= bytes && _spareBytes <= 2 * bytes &&
+                reinterpret_cast<uintptr_t>(_spare) % align == 0) {
+                return std::exchange(_spare, nullptr);
+            }
+        }
+        return std::aligned_alloc(align, bytes);
+    }
+    // `bytes`: what Acquire was asked for; a spare block may be larger, which only wastes its tail.
+    void Release(void* memory, size_t bytes) {
+        if (memory && bytes >= Large) {
+            std::lock_guard lock(_mutex);
+            std::free(_spare);
+            _spare = memory;
+            _spareBytes = bytes;
+            return;
+        }
+        std::free(memory);
+    }
+    ~HostBlocks() { std::free(_spare); }
+
+private:
+    std::mutex _mutex;
+    void* _spare = nullptr;
+    size_t _spareBytes = 0;
+};
+
+HostBlocks& Host() {
+    static HostBlocks blocks;
+    return blocks;
+}
+
 } // namespace
 
 Buffer::Buffer(Device* device, VkDeviceSize size, VkBufferUsageFlags usage, VmaMemoryUsage memoryUsage,
-               VkDeviceSize alignment, const std::string& name, bool mapped)
+               VkDeviceSize alignment, const std::string& name, bool mapped, Contents contents)
     : _device(device), _size(size), _name(name) {
     if (size == 0)
         return;
@@ -36,9 +81,11 @@ Buffer::Buffer(Device* device, VkDeviceSize size, VkBufferUsageFlags usage, VmaM
         // The engine without a device: plain host memory, aligned as a device would align it.
         const size_t align = alignment > 16 ? static_cast<size_t>(alignment) : 16;
         const size_t bytes = (static_cast<size_t>(size) + align - 1) / align * align;
-        _hostMemory = std::aligned_alloc(align, bytes);
+        _hostMemory = Host().Acquire(bytes, align);
+        _hostBytes = bytes;
         VESMO_ASSERT(_hostMemory);
-        std::memset(_hostMemory, 0, bytes);
+        if (contents == Contents::ZEROED)
+            std::memset(_hostMemory, 0, bytes);
         _data = _hostMemory;
         _address = reinterpret_cast<VkDeviceAddress>(_hostMemory);
         return;
@@ -83,6 +130,7 @@ Buffer& Buffer::operator=(Buffer&& other) noexcept {
         _address = std::exchange(other._address, 0);
         _data = std::exchange(other._data, nullptr);
         _hostMemory = std::exchange(other._hostMemory, nullptr);
+        _hostBytes = std::exchange(other._hostBytes, 0);
         _name = std::move(other._name);
     }
     return *this;
@@ -94,8 +142,9 @@ void Buffer::Destroy() {
         _device->Memory().Free(_allocation);
         _buffer = VK_NULL_HANDLE;
     }
-    std::free(_hostMemory);
+    Host().Release(_hostMemory, _hostBytes);
     _hostMemory = nullptr;
+    _hostBytes = 0;
     _data = nullptr;
     _address = 0;
     _size = 0;

@@ -14,9 +14,11 @@
 // mapped as long as it lives: Data() is its first byte. Other buffers are device-only and Data() is null;
 // Upload copies into them through a staging buffer. Upload works for both kinds.
 //
-// Without a device (device null) the buffer is host memory of the same size, aligned as asked, zeroed;
-// Data() is never null, DeviceAddress() is the host address of the bytes (so address arithmetic stays
-// testable; no GPU ever reads it) and Handle() is VK_NULL_HANDLE.
+// Without a device (device null) the buffer is host memory of the same size, aligned as asked, zeroed
+// unless the caller says it fills the whole buffer itself (Contents::UNDEFINED, as device memory is: a
+// mesh read from its file should not pay for clearing bytes it overwrites at once); Data() is never null,
+// DeviceAddress() is the host address of the bytes (so address arithmetic stays testable; no GPU ever reads it) and
+// Handle() is VK_NULL_HANDLE.
 //
 // A buffer is released where its owner drops it: code above the engine drops GPU objects into the game
 // renderer's trash, so the frames in flight never see one vanish.
@@ -35,12 +37,15 @@ class Device;
 
 class Buffer {
 public:
+    // What a new buffer holds before anyone writes it. Device memory is always UNDEFINED.
+    enum class Contents { ZEROED, UNDEFINED };
+
     Buffer() = default;
     // `alignment` 0: the device's own for the usage. `size` 0 is allowed and makes an empty buffer (no
     // memory, address 0).
     Buffer(Device* device, VkDeviceSize size, VkBufferUsageFlags usage,
            VmaMemoryUsage memoryUsage = VMA_MEMORY_USAGE_AUTO_PREFER_DEVICE, VkDeviceSize alignment = 0,
-           const std::string& name = {}, bool mapped = false);
+           const std::string& name = {}, bool mapped = false, Contents contents = Contents::ZEROED);
     ~Buffer();
 
     Buffer(Buffer&& other) noexcept;
@@ -75,6 +80,7 @@ private:
     VkDeviceAddress _address = 0;
     void* _data = nullptr;
     void* _hostMemory = nullptr; // the no-device face's bytes
+    size_t _hostBytes = 0;
     std::string _name;
 };
 

@@ -8,6 +8,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstring>
 #include <random>
 #include <stdexcept>
 
@@ -88,6 +90,24 @@ TEST(MappedBufferWithoutDevice, IsHostMemoryWithTheSameChecks) {
     vesmo::vk::MappedBuffer<Record> empty;
     EXPECT_DEATH(empty[0], "Assertion failed: _data, file vesmo/vk/MappedBuffer");
     EXPECT_DEATH((vesmo::vk::MappedBuffer<Record>(nullptr, 0, 0)), "Assertion failed: count > 0");
+}
+
+// A large block released is handed to the next buffer it fits: that buffer must still start zeroed when it
+// asks to be, however the previous owner left the bytes.
+TEST(BufferWithoutDevice, ReusedLargeMemoryIsZeroedUnlessTheCallerFillsIt) {
+    using vesmo::vk::Buffer;
+    constexpr VkDeviceSize size = 3 << 20;
+    const void* first = nullptr;
+    {
+        Buffer filled(nullptr, size, 0, VMA_MEMORY_USAGE_AUTO_PREFER_DEVICE, 16, "filled", true,
+                      Buffer::Contents::UNDEFINED);
+        first = filled.Data();
+        std::memset(filled.Data(), 0xab, size);
+    }
+    Buffer zeroed(nullptr, size - 100, 0, VMA_MEMORY_USAGE_AUTO_PREFER_DEVICE, 16, "zeroed", true);
+    EXPECT_EQ(zeroed.Data(), first); // the same memory, no new pages to fault in
+    const auto* bytes = static_cast<const unsigned char*>(zeroed.Data());
+    EXPECT_EQ(std::count(bytes, bytes + zeroed.Size(), 0), std::ptrdiff_t(zeroed.Size()));
 }
 
 TEST(Features, OrJoinsMembersAndChainsAndContainsTellsSubsets) {
