@@ -1,0 +1,278 @@
+// The network module as players meet it: a dedicated server runs the demo world with Net beside Planet, and
+// headless clients (ENet, the module's own protocol, no window) join, leave, come back, and see the world.
+
+#include "Protocol.hpp"
+#include "Snapshot.hpp"
+#include "TestSupport.hpp"
+
+#include <enet/enet.h>
+#include <gtest/gtest.h>
+
+#include <arpa/inet.h>
+#include <chrono>
+#include <csignal>
+#include <fcntl.h>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <netinet/in.h>
+#include <random>
+#include <sstream>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+
+namespace {
+
+namespace fs = std::filesystem;
+using Clock = std::chrono::steady_clock;
+
+uint16_t FreeUdpPort() {
+    const int s = socket(AF_INET, SOCK_DGRAM, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    bind(s, reinterpret_cast<sockaddr*>(&address), sizeof address);
+    socklen_t length = sizeof address;
+    getsockname(s, reinterpret_cast<sockaddr*>(&address), &length);
+    close(s);
+    return ntohs(address.sin_port);
+}
+
+// What a client without a window keeps: the entities it was told of and the newest snapshots it decoded.
+struct HeadlessClient {
+    ENetHost* host = nullptr;
+    ENetPeer* peer = nullptr;
+    bool connected = false;
+    std::map<uint32_t, net::EntityInfo> entities;
+    std::map<uint16_t, net::Snapshot> decoded; // by sequence, the last few (baselines the server may name)
+    bool haveLatest = false;
+    uint16_t latest = 0;
+
+    void Connect(uint16_t port) {
+        host = enet_host_create(nullptr, 1, net::ChannelCount, 0, 0);
+        host->checksum = enet_crc32;
+        ENetAddress address{};
+        enet_address_set_host(&address, "127.0.0.1");
+        address.port = port;
+        peer = enet_host_connect(host, &address, net::ChannelCount, 0);
+    }
+    void Leave() {
+        enet_peer_disconnect_now(peer, 0);
+        enet_host_destroy(host);
+        *this = HeadlessClient{};
+    }
+    void Service() {
+        ENetEvent event;
+        while (host && enet_host_service(host, &event, 0) > 0) {
+            if (event.type == ENET_EVENT_TYPE_CONNECT)
+                connected = true;
+            if (event.type == ENET_EVENT_TYPE_DISCONNECT)
+                connected = false;
+            if (event.type != ENET_EVENT_TYPE_RECEIVE)
+                continue;
+            net::BitReader in(event.packet->data, event.packet->dataLength);
+            if (event.channelID == 0 &&
+                net::PeekKind(event.packet->data, event.packet->dataLength) == net::Kind::Creation) {
+                net::EntityInfo info;
+                EXPECT_TRUE(net::ReadCreation(in, info));
+                entities[info.index] = info;
+            } else if (event.channelID == 0) {
+                uint32_t index = 0;
+                EXPECT_TRUE(net::ReadRemoval(in, index));
+                entities.erase(index);
+            } else {
+                Snapshot(in);
+            }
+            enet_packet_destroy(event.packet);
+        }
+    }
+    void Snapshot(net::BitReader& in) {
+        net::SnapshotHeader header;
+        ASSERT_TRUE(net::DecodeHeader(in, header));
+        if (haveLatest && !net::Newer(header.sequence, latest))
+            return; // late or doubled: a newer one is applied already
+        const net::Snapshot* baseline = nullptr;
+        if (header.hasBaseline) {
+            auto it = decoded.find(header.baselineSequence);
+            if (it == decoded.end())
+                return; // packed against one this client never decoded (lost): wait for the next
+            baseline = &it->second;
+        }
+        net::Snapshot out;
+        ASSERT_TRUE(net::DecodeBody(in, baseline, out));
+        decoded[header.sequence] = std::move(out);
+        while (decoded.size() > 64)
+            decoded.erase(decoded.begin());
+        latest = header.sequence;
+        haveLatest = true;
+        net::BitWriter ack;
+        net::WriteAcknowledgement(ack, header.sequence);
+        enet_peer_send(peer, 1, enet_packet_create(ack.Bytes().data(), ack.Bytes().size(), 0));
+    }
+    const net::Snapshot* Latest() const { return haveLatest ? &decoded.at(latest) : nullptr; }
+};
+
+class NetServer : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_EQ(enet_initialize(), 0);
+        fs::create_directories(temp.Path() / "game");
+        fs::create_symlink(ORKALIN_SAMPLE_MODULE_DIR, temp.Path() / "game" / "modules");
+        port = FreeUdpPort();
+        const fs::path world = temp.Path() / "Orkalin-data" / "server" / "worlds" / "net";
+        fs::create_directories(world);
+        testing_support::WriteText((world / "world.conf").string(),
+                                   "modules Planet Net\nnet_port " + std::to_string(port) + "\n");
+        server = fork();
+        if (server == 0) {
+            if (chdir((temp.Path() / "game").c_str()) != 0)
+                _exit(127);
+            const int out = open((temp.Path() / "stdout.txt").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+            dup2(out, 1);
+            execl(ORKALIN_SERVER_BIN, ORKALIN_SERVER_BIN, "--dump", (temp.Path() / "poses.txt").c_str(), "net",
+                  nullptr);
+            _exit(127);
+        }
+        // Listening once the module says so.
+        const auto deadline = Clock::now() + std::chrono::seconds(20);
+        while (Output().find("Net: listening") == std::string::npos && Clock::now() < deadline)
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        ASSERT_NE(Output().find("Net: listening on UDP port " + std::to_string(port)), std::string::npos) << Output();
+    }
+    void TearDown() override {
+        if (server > 0) {
+            kill(server, SIGKILL);
+            waitpid(server, nullptr, 0);
+        }
+        enet_deinitialize();
+    }
+    // The server's resident memory in KiB.
+    long ServerMemory() const {
+        std::ifstream status("/proc/" + std::to_string(server) + "/status");
+        std::string key;
+        long value = 0;
+        while (status >> key && key != "VmRSS:")
+            status.ignore(4096, '\n');
+        status >> value;
+        return value;
+    }
+    std::string Output() const { return testing_support::ReadText((temp.Path() / "stdout.txt").string()); }
+    // Services every client for `seconds`.
+    static void Run(std::vector<HeadlessClient>& clients, double seconds) {
+        const auto end = Clock::now() + std::chrono::duration<double>(seconds);
+        while (Clock::now() < end) {
+            for (HeadlessClient& client : clients)
+                client.Service();
+            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        }
+    }
+    int Stop() {
+        kill(server, SIGTERM);
+        int status = 0;
+        waitpid(server, &status, 0);
+        server = -1;
+        return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    }
+
+    testing_support::TempDir temp;
+    uint16_t port = 0;
+    pid_t server = -1;
+};
+
+TEST_F(NetServer, ClientsJoinLeaveRejoinAndSeeTheServersPoses) {
+    std::vector<HeadlessClient> clients(8);
+    for (HeadlessClient& client : clients)
+        client.Connect(port);
+    Run(clients, 1.0);
+    for (int i = 0; i < 4; ++i)
+        clients[i].Leave();
+    Run(clients, 0.3);
+    for (int i = 0; i < 4; ++i)
+        clients[i].Connect(port);
+    Run(clients, 2.0);
+    ASSERT_EQ(Stop(), 0);
+    Run(clients, 0.3); // the last tick's snapshot
+
+    const std::string out = Output();
+    size_t joined = 0, left = 0;
+    for (size_t at = 0; (at = out.find(" joined (", at)) != std::string::npos; ++at)
+        ++joined;
+    for (size_t at = 0; (at = out.find(" left (", at)) != std::string::npos; ++at)
+        ++left;
+    EXPECT_EQ(joined, 12u) << out;
+    EXPECT_EQ(left, 4u) << out;
+
+    // Every entity the server dumped, in every client, where the server left it: within the grid for what
+    // rests, within the last ticks' motion for what drives.
+    std::ifstream dump(temp.Path() / "poses.txt");
+    std::string line;
+    size_t checked = 0;
+    while (std::getline(dump, line)) {
+        std::istringstream words(line);
+        std::string id, type;
+        glm::dvec3 p;
+        glm::dquat q;
+        words >> id >> type >> p.x >> p.y >> p.z >> q.w >> q.x >> q.y >> q.z;
+        for (const HeadlessClient& client : clients) {
+            const net::EntityInfo* info = nullptr;
+            for (const auto& [index, entity] : client.entities)
+                if (entity.id.ToString() == id)
+                    info = &entity;
+            ASSERT_NE(info, nullptr) << id;
+            ASSERT_NE(client.Latest(), nullptr);
+            const net::Snapshot& snapshot = *client.Latest();
+            auto it = std::find_if(snapshot.begin(), snapshot.end(),
+                                   [&](const net::EntityPose& e) { return e.index == info->index; });
+            ASSERT_NE(it, snapshot.end());
+            const glm::dvec3 seen = net::RestorePosition(it->pose, info->stepExponent);
+            EXPECT_LT(glm::length(seen - p), 0.25) << type << " " << id;
+            EXPECT_GT(std::abs(glm::dot(net::RestoreOrientation(it->pose), glm::normalize(q))), 0.99) << type;
+        }
+        ++checked;
+    }
+    EXPECT_GE(checked, 20u);
+}
+
+TEST_F(NetServer, SurvivesGarbageFloodsAndLetsAChatteringClientGo) {
+    const long memoryBefore = ServerMemory();
+    // Raw UDP noise at the port: not even ENet's framing.
+    const int s = socket(AF_INET, SOCK_DGRAM, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(port);
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    std::mt19937 random(5);
+    std::vector<uint8_t> noise(1400);
+    for (int i = 0; i < 20000; ++i) {
+        for (uint8_t& byte : noise)
+            byte = uint8_t(random());
+        sendto(s, noise.data(), 1 + random() % noise.size(), 0, reinterpret_cast<sockaddr*>(&address), sizeof address);
+    }
+    close(s);
+
+    // A connected client that sends what no client sends.
+    std::vector<HeadlessClient> clients(2);
+    for (HeadlessClient& client : clients)
+        client.Connect(port);
+    // Connection requests lost in the noise are sent again after ENet's first timeout (about a second).
+    for (int i = 0; i < 50 && !(clients[0].connected && clients[1].connected); ++i)
+        Run(clients, 0.1);
+    ASSERT_TRUE(clients[0].connected);
+    for (int i = 0; i < 200; ++i) {
+        const uint8_t bad[] = {uint8_t(random()), uint8_t(random()), uint8_t(random()), uint8_t(random())};
+        enet_peer_send(clients[0].peer, 1, enet_packet_create(bad, sizeof bad, 0));
+    }
+    Run(clients, 1.0);
+    EXPECT_FALSE(clients[0].connected);
+    EXPECT_NE(Output().find("sends what it should not; letting it go"), std::string::npos);
+    // The other still sees the world, and the server still saves and exits cleanly.
+    ASSERT_TRUE(clients[1].connected);
+    ASSERT_NE(clients[1].Latest(), nullptr);
+    EXPECT_GE(clients[1].entities.size(), 20u);
+    EXPECT_LT(ServerMemory() - memoryBefore, 16 * 1024) << "KiB";
+    EXPECT_EQ(Stop(), 0);
+}
+
+} // namespace
