@@ -9,11 +9,13 @@
 #include <gtest/gtest.h>
 
 #include <arpa/inet.h>
+#include <atomic>
 #include <chrono>
 #include <csignal>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
+#include <list>
 #include <map>
 #include <netinet/in.h>
 #include <random>
@@ -114,6 +116,107 @@ struct HeadlessClient {
     const net::Snapshot* Latest() const { return haveLatest ? &decoded.at(latest) : nullptr; }
 };
 
+// A bad network between clients and the server: a UDP relay on loopback that drops a share of the
+// datagrams, delays the rest (with jitter, so some overtake others) and sends a few twice. Each client gets
+// its own socket towards the server, so the server sees them apart as it would across the Internet.
+class LossyRelay {
+public:
+    LossyRelay(uint16_t serverPort, double loss, double delaySeconds)
+        : _serverPort(serverPort), _loss(loss), _delay(delaySeconds) {
+        _listen = Socket(0);
+        sockaddr_in address{};
+        socklen_t length = sizeof address;
+        getsockname(_listen, reinterpret_cast<sockaddr*>(&address), &length);
+        port = ntohs(address.sin_port);
+        _thread = std::thread([this] { Loop(); });
+    }
+    ~LossyRelay() {
+        _stop = true;
+        _thread.join();
+        close(_listen);
+        for (auto& [client, upstream] : _upstream)
+            close(upstream);
+    }
+    uint16_t port = 0;
+
+private:
+    struct Datagram {
+        Clock::time_point due;
+        int socket;
+        sockaddr_in to;
+        std::vector<uint8_t> bytes;
+    };
+
+    static int Socket(uint16_t port) {
+        const int s = socket(AF_INET, SOCK_DGRAM | SOCK_NONBLOCK, 0);
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        address.sin_port = htons(port);
+        bind(s, reinterpret_cast<sockaddr*>(&address), sizeof address);
+        return s;
+    }
+    static sockaddr_in Loopback(uint16_t port) {
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        address.sin_port = htons(port);
+        return address;
+    }
+    void Pass(int socket, const sockaddr_in& to, const uint8_t* bytes, size_t size) {
+        std::uniform_real_distribution<double> unit(0.0, 1.0);
+        if (unit(_random) < _loss)
+            return;
+        const int copies = unit(_random) < 0.02 ? 2 : 1;
+        for (int i = 0; i < copies; ++i) {
+            const double delay = _delay * (0.9 + 0.2 * unit(_random));
+            _queue.push_back(
+                {Clock::now() + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(delay)),
+                 socket, to, std::vector<uint8_t>(bytes, bytes + size)});
+        }
+    }
+    void Loop() {
+        std::vector<uint8_t> buffer(65536);
+        while (!_stop) {
+            sockaddr_in from{};
+            socklen_t length = sizeof from;
+            ssize_t n;
+            while ((n = recvfrom(_listen, buffer.data(), buffer.size(), 0, reinterpret_cast<sockaddr*>(&from),
+                                 &length)) > 0) {
+                const uint16_t client = ntohs(from.sin_port);
+                auto [it, added] = _upstream.try_emplace(client, -1);
+                if (added)
+                    it->second = Socket(0);
+                Pass(it->second, Loopback(_serverPort), buffer.data(), size_t(n));
+                length = sizeof from;
+            }
+            for (auto& [client, upstream] : _upstream)
+                while ((n = recv(upstream, buffer.data(), buffer.size(), 0)) > 0)
+                    Pass(_listen, Loopback(client), buffer.data(), size_t(n));
+            const auto now = Clock::now();
+            for (auto it = _queue.begin(); it != _queue.end();) {
+                if (it->due > now) {
+                    ++it;
+                    continue;
+                }
+                sendto(it->socket, it->bytes.data(), it->bytes.size(), 0, reinterpret_cast<const sockaddr*>(&it->to),
+                       sizeof it->to);
+                it = _queue.erase(it);
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+    }
+
+    uint16_t _serverPort;
+    double _loss, _delay;
+    std::atomic<bool> _stop{false};
+    int _listen = -1;
+    std::map<uint16_t, int> _upstream; // client port -> its socket towards the server
+    std::list<Datagram> _queue;
+    std::mt19937 _random{13};
+    std::thread _thread;
+};
+
 class NetServer : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -148,6 +251,38 @@ protected:
         }
         enet_deinitialize();
     }
+    // Every entity the server dumped at its end, in every client, where the server left it: within the
+    // grid for what rests, within the last ticks' motion for what drives.
+    void ExpectClientsSeeTheDumpedPoses(const std::vector<HeadlessClient>& clients) const {
+        std::ifstream dump(temp.Path() / "poses.txt");
+        std::string line;
+        size_t checked = 0;
+        while (std::getline(dump, line)) {
+            std::istringstream words(line);
+            std::string id, type;
+            glm::dvec3 p;
+            glm::dquat q;
+            words >> id >> type >> p.x >> p.y >> p.z >> q.w >> q.x >> q.y >> q.z;
+            for (const HeadlessClient& client : clients) {
+                const net::EntityInfo* info = nullptr;
+                for (const auto& [index, entity] : client.entities)
+                    if (entity.id.ToString() == id)
+                        info = &entity;
+                ASSERT_NE(info, nullptr) << id;
+                ASSERT_NE(client.Latest(), nullptr);
+                const net::Snapshot& snapshot = *client.Latest();
+                auto it = std::find_if(snapshot.begin(), snapshot.end(),
+                                       [&](const net::EntityPose& e) { return e.index == info->index; });
+                ASSERT_NE(it, snapshot.end());
+                const glm::dvec3 seen = net::RestorePosition(it->pose, info->stepExponent);
+                EXPECT_LT(glm::length(seen - p), 0.25) << type << " " << id;
+                EXPECT_GT(std::abs(glm::dot(net::RestoreOrientation(it->pose), glm::normalize(q))), 0.99) << type;
+            }
+            ++checked;
+        }
+        EXPECT_GE(checked, 20u);
+    }
+
     // The server's resident memory in KiB.
     long ServerMemory() const {
         std::ifstream status("/proc/" + std::to_string(server) + "/status");
@@ -204,35 +339,18 @@ TEST_F(NetServer, ClientsJoinLeaveRejoinAndSeeTheServersPoses) {
     EXPECT_EQ(joined, 12u) << out;
     EXPECT_EQ(left, 4u) << out;
 
-    // Every entity the server dumped, in every client, where the server left it: within the grid for what
-    // rests, within the last ticks' motion for what drives.
-    std::ifstream dump(temp.Path() / "poses.txt");
-    std::string line;
-    size_t checked = 0;
-    while (std::getline(dump, line)) {
-        std::istringstream words(line);
-        std::string id, type;
-        glm::dvec3 p;
-        glm::dquat q;
-        words >> id >> type >> p.x >> p.y >> p.z >> q.w >> q.x >> q.y >> q.z;
-        for (const HeadlessClient& client : clients) {
-            const net::EntityInfo* info = nullptr;
-            for (const auto& [index, entity] : client.entities)
-                if (entity.id.ToString() == id)
-                    info = &entity;
-            ASSERT_NE(info, nullptr) << id;
-            ASSERT_NE(client.Latest(), nullptr);
-            const net::Snapshot& snapshot = *client.Latest();
-            auto it = std::find_if(snapshot.begin(), snapshot.end(),
-                                   [&](const net::EntityPose& e) { return e.index == info->index; });
-            ASSERT_NE(it, snapshot.end());
-            const glm::dvec3 seen = net::RestorePosition(it->pose, info->stepExponent);
-            EXPECT_LT(glm::length(seen - p), 0.25) << type << " " << id;
-            EXPECT_GT(std::abs(glm::dot(net::RestoreOrientation(it->pose), glm::normalize(q))), 0.99) << type;
-        }
-        ++checked;
-    }
-    EXPECT_GE(checked, 20u);
+    ExpectClientsSeeTheDumpedPoses(clients);
+}
+
+TEST_F(NetServer, ClientsConvergeThroughLossDelayReorderingAndDuplicates) {
+    LossyRelay relay(port, 0.10, 0.100);
+    std::vector<HeadlessClient> clients(4);
+    for (HeadlessClient& client : clients)
+        client.Connect(relay.port);
+    Run(clients, 3.0);
+    ASSERT_EQ(Stop(), 0);
+    Run(clients, 0.5); // the last snapshots still on their way
+    ExpectClientsSeeTheDumpedPoses(clients);
 }
 
 TEST_F(NetServer, SurvivesGarbageFloodsAndLetsAChatteringClientGo) {
