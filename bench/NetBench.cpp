@@ -6,13 +6,29 @@
 // t - lag (the baseline a client has acknowledged: 6 ticks is a 100 ms round trip) and unpacks it. Phase 0
 // is the first 2 s (everything moves), phase 1 the last 4 s (the pile settles). The counter kbit/s is the
 // payload per client at 60 snapshots a second (no ENet or UDP headers).
+//
+// The demo world: the real orkalin-server runs the Planet world with the Net module at 60 Hz (real time) in
+// a temporary folder, one client session on loopback takes what it sends for 10 s after a first second
+// (the crates' drop), and the counter is every byte of the UDP payloads ENet received (its own headers,
+// both channels; not the IP and UDP headers), per second.
 
 #include "AllocationCounter.hpp"
+#include "ClientSession.hpp"
 #include "Snapshot.hpp"
 
 #include "game/physics/PhysicsTestSupport.hpp"
 
 #include <benchmark/benchmark.h>
+#include <enet/enet.h>
+
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <random>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
 
 #include <vector>
 
@@ -76,5 +92,55 @@ void BM_Snapshot_900Crates(benchmark::State& state) {
 }
 
 BENCHMARK(BM_Snapshot_900Crates)->Arg(0)->Arg(1)->Unit(benchmark::kMicrosecond);
+
+void BM_DemoWorld_BytesPerClient(benchmark::State& state) {
+    namespace fs = std::filesystem;
+    const fs::path root = fs::temp_directory_path() / ("orkalin-net-bench-" + std::to_string(getpid()));
+    fs::create_directories(root / "game");
+    fs::create_symlink(BENCH_RUN_DIR "/modules", root / "game" / "modules");
+    const fs::path world = root / "Orkalin-data" / "server" / "worlds" / "bench";
+    fs::create_directories(world);
+    const uint16_t port = uint16_t(30000 + std::random_device()() % 20000);
+    std::ofstream(world / "world.conf") << "modules Planet Net\nnet_port " << port << "\n";
+    const pid_t server = fork();
+    if (server == 0) {
+        if (chdir((root / "game").c_str()) != 0)
+            _exit(127);
+        freopen("/dev/null", "w", stdout);
+        execl(BENCH_SERVER_BIN, BENCH_SERVER_BIN, "bench", nullptr);
+        _exit(127);
+    }
+    enet_initialize();
+    net::ClientSession session;
+    double kbits = 0.0;
+    for (auto _ : state) {
+        using Clock = std::chrono::steady_clock;
+        session.Connect("127.0.0.1", port);
+        const auto service = [&](double seconds) {
+            const auto end = Clock::now() + std::chrono::duration<double>(seconds);
+            while (Clock::now() < end) {
+                session.Service();
+                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            }
+        };
+        for (int i = 0; i < 100 && session.GetState() != net::ClientSession::State::CONNECTED; ++i)
+            service(0.1);
+        service(1.0);
+        const uint64_t before = session.ReceivedBytes();
+        service(10.0);
+        kbits = double(session.ReceivedBytes() - before) * 8.0 / 10.0 / 1000.0;
+        if (session.GetState() != net::ClientSession::State::CONNECTED || !session.Latest())
+            state.SkipWithError("the client lost the server or never got a snapshot");
+        state.counters["entities"] = double(session.Entities().size());
+        session.Leave();
+    }
+    state.counters["kbit/s"] = kbits;
+    kill(server, SIGTERM);
+    waitpid(server, nullptr, 0);
+    enet_deinitialize();
+    fs::remove_all(root);
+}
+
+BENCHMARK(BM_DemoWorld_BytesPerClient)->Iterations(1)->Unit(benchmark::kSecond);
 
 } // namespace

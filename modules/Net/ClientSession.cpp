@@ -26,6 +26,8 @@ bool ClientSession::Connect(const std::string& host, uint16_t port) {
     return true;
 }
 
+uint64_t ClientSession::ReceivedBytes() const { return _host ? _host->totalReceivedData : 0; }
+
 void ClientSession::Leave() {
     if (_peer)
         enet_peer_disconnect_now(_peer, 0);

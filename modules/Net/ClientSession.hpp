@@ -46,6 +46,8 @@ public:
     const Snapshot* Latest() const { return _haveLatest ? &_decoded[_latest % History].snapshot : nullptr; }
     uint16_t LatestSequence() const { return _latest; }
     uint64_t Malformed() const { return _malformed; }
+    // Every byte of the datagrams' payloads received since Connect: ENet's headers and both channels.
+    uint64_t ReceivedBytes() const;
 
 private:
     static constexpr size_t History = 64; // as many as the server keeps as baselines
