@@ -148,23 +148,6 @@ TEST_F(Server, SigtermDuringARunFinishesTheTickSavesAndExitsZero) {
     EXPECT_LT(ticks, 60 * 15);
 }
 
-TEST_F(Server, ADamagedEntityFileStopsTheLoadNamesTheEntityAndChangesNoFile) {
-    ASSERT_EQ(RunServer({"--create", "--modules", "Planet", "w", "--ticks", "10"}).exitCode, 0);
-    fs::path victim;
-    for (const auto& entry : fs::directory_iterator(EntityDir("w")))
-        victim = entry.path();
-    std::string bytes = ReadText(victim.string());
-    bytes.replace(0, 8, "NOTSAVED");
-    WriteText(victim.string(), bytes);
-    const auto before = Snapshot("w");
-
-    const Outcome run = RunServer({"w", "--ticks", "10"});
-    EXPECT_EQ(run.exitCode, 5);
-    EXPECT_NE(run.err.find(victim.stem().string()), std::string::npos) << run.err;
-    EXPECT_NE(run.err.find("Invalid save state magic string"), std::string::npos) << run.err;
-    EXPECT_EQ(Snapshot("w"), before);
-}
-
 TEST_F(Server, TruncatedAndEmptyEntityFilesAreNamedDamagedWithTheirId) {
     ASSERT_EQ(RunServer({"--create", "--modules", "Planet", "w", "--ticks", "10"}).exitCode, 0);
     fs::path victim;

@@ -137,28 +137,6 @@ TEST_F(EnvironmentAudioTest, AnEmptyRecordChangesNothingButItsDistance) {
     EXPECT_FLOAT_EQ(audio.GetParameter("dist to water"), 0.8f * distance + 0.2f * 7.0f);
 }
 
-TEST_F(EnvironmentAudioTest, InsideTendsToOneWhenEverySampleHitsObjects) {
-    EnvironmentAudio audio;
-    float previous = -1.0f;
-    for (int i = 0; i < 60; ++i) {
-        EnvironmentAudioData data = Objects(10000);
-        audio.UpdateData(&data);
-        const float inside = audio.GetParameter("inside");
-        EXPECT_GE(inside, previous);
-        previous = inside;
-    }
-    EXPECT_GT(previous, 0.999f);
-    EXPECT_LE(previous, 1.0f);
-    // A half share settles at 0.5^4: the power keeps "inside" low until most samples hit objects.
-    for (int i = 0; i < 120; ++i) {
-        EnvironmentAudioData data;
-        data.objectCount = 5;
-        data.terrainCount = 5;
-        audio.UpdateData(&data);
-    }
-    EXPECT_NEAR(audio.GetParameter("inside"), 0.0625f, 1e-5f);
-}
-
 TEST_F(EnvironmentAudioTest, ParametersReachTheStudioByName) {
     EnvironmentAudio audio;
     audio.underwater = true;

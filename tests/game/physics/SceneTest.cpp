@@ -3,13 +3,11 @@
 #include "game/physics/Rigidbody.hpp"
 
 #include "PhysicsTestSupport.hpp"
-#include "vesmo/cpu/Profiler.hpp"
 
 #include <glm/gtc/matrix_transform.hpp>
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <map>
 #include <random>
 #include <string>
 #include <unordered_map>
@@ -351,35 +349,6 @@ TEST_F(Scene, TheServerTickStepsThePhysics) {
     EXPECT_NEAR(100.0 - box->position.z, FallDistance(9.81, kTick, kSubsteps, 60), 1e-9);
     EXPECT_EQ(part->environmentId, kGround);
     EXPECT_GT(Game::serverSidePhysicsAvgTime, 0.0);
-}
-
-TEST_F(Scene, ACapturedFrameTimesEveryPhaseAndEveryBodyStepUnderItsName) {
-    Use(FlatGround());
-    auto box = MakeBox({0, 0, 10}, 10.0);
-    auto other = MakeBox({5, 0, 10}, 10.0);
-    vesmo::cpu::Profiler::Reset();
-    vesmo::cpu::Profiler::SetCapturing(true);
-    ServerSideEntity::PhysicsUpdate(kTick, kSubsteps);
-    vesmo::cpu::Profiler::SetCapturing(false);
-    ServerSideEntity::PhysicsUpdate(kTick, kSubsteps); // not counted
-
-    std::map<std::string, uint64_t> counts;
-    for (const auto& entry : vesmo::cpu::Profiler::Snapshot())
-        counts[entry.name] = entry.count;
-    for (const char* phase :
-         {"PhysicsUpdate", "Prepare rigidbodies", "Prepare composite entities", "Apply gravity to rigidbodies",
-          "Broadphase collision detection", "Collision detection orbiting",
-          "Integration and collisions (all rigidbodies)", "Apply to entities"})
-        EXPECT_EQ(counts[phase], 1u) << phase;
-    // Two bodies in the air: per sub-step each integrates, collides (the dynamic and static passes) and
-    // meets the environment, and asks twice whether it rests.
-    for (const char* step :
-         {"IntegrateMotion", "CollisionDetection", "Dynamic collision detection", "Static collision detection",
-          "InteractWithEnvironment", "Aerodynamic forces", "Narrow-phase terrain collision detection"})
-        EXPECT_EQ(counts[step], 2u * kSubsteps) << step;
-    EXPECT_EQ(counts["GetStaticContact"], 4u * kSubsteps);
-    EXPECT_EQ(counts["ComputeInertiaTensor"], 2u);
-    EXPECT_EQ(counts["ApplyToEntity"], 2u);
 }
 
 TEST_F(Scene, ZeroSubStepsMoveNothingButStillApplyTheEntityState) {
