@@ -4,7 +4,7 @@
 
 using namespace screen_art;
 
-// --- Pixels, blending, points ---
+// --- Pixels and blending ---
 
 TEST(VesmoScreenPixels, BlankFillsEverythingWithoutBlendingAndMarksDirty) {
     VesmoScreen screen(3, 2, 8, 16);
@@ -28,20 +28,6 @@ TEST(VesmoScreenPixels, GetPixelReadsByLinearIndexAndZeroOutside) {
     EXPECT_EQ(screen.GetPixel(0, 3), 0u);
 }
 
-TEST(VesmoScreenPixels, DrawPointClipsAndIgnoresColourZero) {
-    VesmoScreen screen = Blank(4, 3);
-    screen.DrawPoint(4, 0, kF); // at width: nothing, although GetPixel(4, 0) is pixel (0, 1)
-    screen.DrawPoint(0, 3, kF);
-    screen.DrawPoint(-1, 0, kF);
-    screen.DrawPoint(0, -1, kF);
-    screen.DrawPoint(1, 1, 0);
-    EXPECT_FALSE(screen.dirty);
-    EXPECT_EQ(Art(screen), "....\n....\n....\n");
-    screen.DrawPoint(3, 2, kF);
-    EXPECT_TRUE(screen.dirty);
-    EXPECT_EQ(Art(screen), "....\n....\n...F\n");
-}
-
 TEST(VesmoScreenPixels, BlendingMixesLowerBytesAndAddsAlpha) {
     VesmoScreen screen(3, 1, 8, 16);
     screen.pixels = {0xFF000000, 0x00000000, 0x40FFFFFF};
@@ -55,29 +41,6 @@ TEST(VesmoScreenPixels, BlendingMixesLowerBytesAndAddsAlpha) {
     EXPECT_EQ(screen.pixels[2], 0xFF113355u);
 }
 
-// --- Filled rectangles ---
-
-TEST(VesmoScreenDraw, FillsRowsAndColumnsAndClipsAtTheFarEdges) {
-    VesmoScreen screen = Blank(5, 4);
-    screen.Draw(1, 1, kF, 2, 2);
-    screen.Draw(3, 2, kS, 10, 10);
-    EXPECT_EQ(Art(screen), ".....\n"
-                           ".FF..\n"
-                           ".FFSS\n"
-                           "...SS\n");
-}
-
-TEST(VesmoScreenDraw, EmptySizeDrawsNothingButStillMarksDirty) {
-    VesmoScreen screen = Blank(3, 3);
-    screen.Draw(1, 1, kF, 0, 2);
-    EXPECT_TRUE(screen.dirty);
-    screen.dirty = false;
-    screen.Draw(1, 1, kF, 2, -1);
-    EXPECT_TRUE(screen.dirty);
-    screen.Draw(5, 5, kF, 2, 2); // wholly beyond the screen
-    EXPECT_EQ(Art(screen), "...\n...\n...\n");
-}
-
 TEST(VesmoScreenDraw, PartLeftOfTheScreenBuildsUpOnColumnZero) {
     VesmoScreen screen = Blank(4, 1);
     screen.Draw(-3, 0, 0x80FFFFFF, 5, 1); // columns -3..1: column 0 is painted four times
@@ -85,13 +48,10 @@ TEST(VesmoScreenDraw, PartLeftOfTheScreenBuildsUpOnColumnZero) {
     EXPECT_EQ(screen.pixels, (std::vector<uint32_t>{0xFFEFEFEF, 0xFF808080, kBack, kBack}));
 }
 
-TEST(VesmoScreenDraw, BuildUpCornersMultiplyAndOpaqueColoursDoNotBuildUp) {
+TEST(VesmoScreenDraw, BuildUpCornersMultiply) {
     VesmoScreen screen = Blank(3, 2);
     screen.Draw(-1, -1, 0x80FFFFFF, 3, 3); // (0,0) four times, (1,0) and (0,1) twice, (1,1) once
     EXPECT_EQ(screen.pixels, (std::vector<uint32_t>{0xFFEFEFEF, 0xFFBFBFBF, kBack, 0xFFBFBFBF, 0xFF808080, kBack}));
-    VesmoScreen opaque = Blank(3, 2);
-    opaque.Draw(-5, -5, kF, 6, 6);
-    EXPECT_EQ(Art(opaque), "F..\n...\n");
 }
 
 TEST(VesmoScreenDraw, FarOffScreenRectangleSettlesColumnZeroAtTheBlendsFixedPoint) {
@@ -101,70 +61,10 @@ TEST(VesmoScreenDraw, FarOffScreenRectangleSettlesColumnZeroAtTheBlendsFixedPoin
     EXPECT_EQ(screen.pixels, (std::vector<uint32_t>{0xFFFEFEFE, 0xFF808080, kBack}));
 }
 
-// --- Lines ---
-
-TEST(VesmoScreenLine, PlotsLengthPointsFromTheStartAndLeavesTheEndOut) {
-    VesmoScreen screen = Blank(5, 4);
-    screen.DrawLine(0, 0, 3, 3, kF);
-    screen.DrawLine(1, 3, 4, 3, kS);
-    EXPECT_EQ(Art(screen), "F....\n"
-                           ".F...\n"
-                           "..F..\n"
-                           ".SSS.\n");
-}
-
-TEST(VesmoScreenLine, StepsAlongTheLongerAxisFromThePixelCentre) {
-    VesmoScreen steep = Blank(3, 4);
-    steep.DrawLine(0, 0, 1, 3, kF); // x: 0.5, 0.83, 1.17
-    EXPECT_EQ(Art(steep), "F..\nF..\n.F.\n...\n");
-    VesmoScreen backwards = Blank(4, 1);
-    backwards.DrawLine(3, 0, 0, 0, kF); // 3.5, 2.5, 1.5: the start is drawn, column 0 isn't
-    EXPECT_EQ(Art(backwards), ".FFF\n");
-}
-
 TEST(VesmoScreenLine, TruncatesTowardZeroSoMinusHalfLandsOnColumnZero) {
     VesmoScreen screen = Blank(3, 1);
     screen.DrawLine(-1, 0, 2, 0, 0x80FFFFFF); // -0.5 and 0.5 both plot column 0
     EXPECT_EQ(screen.pixels, (std::vector<uint32_t>{0xFFBFBFBF, 0xFF808080, kBack}));
-}
-
-TEST(VesmoScreenLine, OverlongAndZeroLengthLinesDrawNothing) {
-    VesmoScreen screen = Blank(4, 4); // width + height = 8: lines up to 64 long are drawn
-    screen.DrawLine(0, 0, 65, 0, kF);
-    screen.DrawLine(2, 2, 2, 2, kF);
-    EXPECT_FALSE(screen.dirty);
-    EXPECT_EQ(Art(screen), "....\n....\n....\n....\n");
-    screen.DrawLine(0, 1, 64, 1, kF);
-    EXPECT_EQ(Art(screen), "....\nFFFF\n....\n....\n");
-    screen.DrawLine(-2000000000, 0, 2000000000, 3, kF); // far too long, and safe to reject
-    EXPECT_EQ(Art(screen), "....\nFFFF\n....\n....\n");
-}
-
-// --- Rectangle outlines ---
-
-TEST(VesmoScreenRect, OutlineTakesTheOuterPixelsAndFillTheInside) {
-    VesmoScreen screen = Blank(6, 5);
-    screen.DrawRect(5, 4, 1, 0, kS, kF); // corners in any order
-    EXPECT_EQ(Art(screen), ".SSSS.\n"
-                           ".SFFS.\n"
-                           ".SFFS.\n"
-                           ".SSSS.\n"
-                           "......\n");
-}
-
-TEST(VesmoScreenRect, StrokeEqualToFillOrZeroLeavesTheOutlineOut) {
-    VesmoScreen same = Blank(6, 5);
-    same.DrawRect(1, 0, 5, 4, kF, kF);
-    EXPECT_EQ(Art(same), ".FFFF.\n.FFFF.\n.FFFF.\n.FFFF.\n......\n");
-    VesmoScreen noStroke = Blank(6, 5);
-    noStroke.DrawRect(1, 0, 5, 4, 0, kF);
-    EXPECT_EQ(Art(noStroke), Art(same));
-    VesmoScreen outline = Blank(6, 5);
-    outline.DrawRect(1, 0, 5, 4, kS, 0);
-    EXPECT_EQ(Art(outline), ".SSSS.\n.S..S.\n.S..S.\n.SSSS.\n......\n");
-    VesmoScreen nothing = Blank(6, 5);
-    nothing.DrawRect(1, 0, 5, 4, 0, 0);
-    EXPECT_FALSE(nothing.dirty);
 }
 
 TEST(VesmoScreenRect, TranslucentCornersAreStrokedTwice) {
@@ -176,82 +76,115 @@ TEST(VesmoScreenRect, TranslucentCornersAreStrokedTwice) {
     EXPECT_EQ(screen.GetPixel(1, 1), kBack);
 }
 
-// --- Triangles ---
+// --- Shapes as pictures: one fresh screen per case ---
 
-TEST(VesmoScreenTriangle, FillLeavesPixelsOnEdgesOutInEitherOrientation) {
-    const std::string expected = "......\n"
-                                 ".FF...\n"
-                                 ".F....\n"
-                                 "......\n"
-                                 "......\n";
-    VesmoScreen clockwise = Blank(6, 5);
-    clockwise.DrawTriangle(0, 0, 4, 0, 0, 4, 0, kF);
-    EXPECT_EQ(Art(clockwise), expected);
-    VesmoScreen counter = Blank(6, 5);
-    counter.DrawTriangle(0, 0, 0, 4, 4, 0, 0, kF);
-    EXPECT_EQ(Art(counter), expected);
-}
+namespace {
 
-TEST(VesmoScreenTriangle, StrokeIsThreeLinesAfterTheFill) {
-    VesmoScreen screen = Blank(6, 5);
-    screen.DrawTriangle(0, 0, 4, 0, 0, 4, kS, kF);
-    EXPECT_EQ(Art(screen), "SSSSS.\n"
-                           "SFFS..\n"
-                           "SFS...\n"
-                           "SS....\n"
-                           "S.....\n");
-}
+struct Shape {
+    const char* what;
+    int width, height;
+    void (*draw)(VesmoScreen&);
+    const char* art;
+    int dirty; // 1 or 0: whether the drawing marks the screen dirty; -1: not asked
+};
 
-TEST(VesmoScreenTriangle, DegenerateTrianglesPlotOnlyPixelsOnAllThreeEdges) {
-    VesmoScreen line = Blank(5, 5);
-    line.DrawTriangle(0, 0, 2, 2, 4, 4, 0, kF);
-    EXPECT_EQ(Art(line), "F....\n.F...\n..F..\n...F.\n....F\n");
-    VesmoScreen point = Blank(3, 3);
-    point.DrawTriangle(1, 1, 1, 1, 1, 1, 0, kF);
-    EXPECT_EQ(Art(point), "...\n.F.\n...\n");
-}
+const Shape kShapes[] = {
+    // Points
+    {"points off the screen or of colour zero: nothing, although GetPixel(4, 0) is pixel (0, 1)", 4, 3,
+     [](VesmoScreen& s) {
+         s.DrawPoint(4, 0, kF);
+         s.DrawPoint(0, 3, kF);
+         s.DrawPoint(-1, 0, kF);
+         s.DrawPoint(0, -1, kF);
+         s.DrawPoint(1, 1, 0);
+     },
+     "....\n....\n....\n", 0},
+    {"a point in the last corner", 4, 3, [](VesmoScreen& s) { s.DrawPoint(3, 2, kF); }, "....\n....\n...F\n", 1},
+    // Filled rectangles
+    {"fills rows and columns and clips at the far edges", 5, 4,
+     [](VesmoScreen& s) {
+         s.Draw(1, 1, kF, 2, 2);
+         s.Draw(3, 2, kS, 10, 10);
+     },
+     ".....\n.FF..\n.FFSS\n...SS\n", 1},
+    {"an empty width draws nothing but marks dirty", 3, 3, [](VesmoScreen& s) { s.Draw(1, 1, kF, 0, 2); },
+     "...\n...\n...\n", 1},
+    {"an empty height too", 3, 3, [](VesmoScreen& s) { s.Draw(1, 1, kF, 2, -1); }, "...\n...\n...\n", 1},
+    {"wholly beyond the screen", 3, 3, [](VesmoScreen& s) { s.Draw(5, 5, kF, 2, 2); }, "...\n...\n...\n", -1},
+    {"opaque colours do not build up", 3, 2, [](VesmoScreen& s) { s.Draw(-5, -5, kF, 6, 6); }, "F..\n...\n", 1},
+    // Lines
+    {"length points from the start, the end left out", 5, 4,
+     [](VesmoScreen& s) {
+         s.DrawLine(0, 0, 3, 3, kF);
+         s.DrawLine(1, 3, 4, 3, kS);
+     },
+     "F....\n.F...\n..F..\n.SSS.\n", 1},
+    {"steps along the longer axis from the pixel centre: x 0.5, 0.83, 1.17", 3, 4,
+     [](VesmoScreen& s) { s.DrawLine(0, 0, 1, 3, kF); }, "F..\nF..\n.F.\n...\n", 1},
+    {"backwards: 3.5, 2.5, 1.5, the start drawn and column 0 not", 4, 1,
+     [](VesmoScreen& s) { s.DrawLine(3, 0, 0, 0, kF); }, ".FFF\n", 1},
+    {"width + height = 8: lines longer than 64, or of length zero, draw nothing", 4, 4,
+     [](VesmoScreen& s) {
+         s.DrawLine(0, 0, 65, 0, kF);
+         s.DrawLine(2, 2, 2, 2, kF);
+         s.DrawLine(-2000000000, 0, 2000000000, 3, kF); // far too long, and safe to reject
+     },
+     "....\n....\n....\n....\n", 0},
+    {"64 long on a 4 x 4 screen is drawn", 4, 4, [](VesmoScreen& s) { s.DrawLine(0, 1, 64, 1, kF); },
+     "....\nFFFF\n....\n....\n", 1},
+    // Rectangle outlines
+    {"the outline takes the outer pixels, the fill the inside; corners in any order", 6, 5,
+     [](VesmoScreen& s) { s.DrawRect(5, 4, 1, 0, kS, kF); }, ".SSSS.\n.SFFS.\n.SFFS.\n.SSSS.\n......\n", 1},
+    {"a stroke equal to the fill leaves the outline out", 6, 5, [](VesmoScreen& s) { s.DrawRect(1, 0, 5, 4, kF, kF); },
+     ".FFFF.\n.FFFF.\n.FFFF.\n.FFFF.\n......\n", 1},
+    {"so does a stroke of colour zero", 6, 5, [](VesmoScreen& s) { s.DrawRect(1, 0, 5, 4, 0, kF); },
+     ".FFFF.\n.FFFF.\n.FFFF.\n.FFFF.\n......\n", 1},
+    {"an outline alone", 6, 5, [](VesmoScreen& s) { s.DrawRect(1, 0, 5, 4, kS, 0); },
+     ".SSSS.\n.S..S.\n.S..S.\n.SSSS.\n......\n", 1},
+    {"neither stroke nor fill", 6, 5, [](VesmoScreen& s) { s.DrawRect(1, 0, 5, 4, 0, 0); },
+     "......\n......\n......\n......\n......\n", 0},
+    // Triangles
+    {"the fill leaves pixels on edges out, clockwise", 6, 5,
+     [](VesmoScreen& s) { s.DrawTriangle(0, 0, 4, 0, 0, 4, 0, kF); }, "......\n.FF...\n.F....\n......\n......\n", 1},
+    {"and counter-clockwise", 6, 5, [](VesmoScreen& s) { s.DrawTriangle(0, 0, 0, 4, 4, 0, 0, kF); },
+     "......\n.FF...\n.F....\n......\n......\n", 1},
+    {"the stroke is three lines after the fill", 6, 5, [](VesmoScreen& s) { s.DrawTriangle(0, 0, 4, 0, 0, 4, kS, kF); },
+     "SSSSS.\nSFFS..\nSFS...\nSS....\nS.....\n", 1},
+    {"a degenerate triangle plots only pixels on all three edges: a line", 5, 5,
+     [](VesmoScreen& s) { s.DrawTriangle(0, 0, 2, 2, 4, 4, 0, kF); }, "F....\n.F...\n..F..\n...F.\n....F\n", 1},
+    {"and a point", 3, 3, [](VesmoScreen& s) { s.DrawTriangle(1, 1, 1, 1, 1, 1, 0, kF); }, "...\n.F.\n...\n", 1},
+    {"clipped to the screen without shifting the edges: inside, x + y < 3", 4, 4,
+     [](VesmoScreen& s) { s.DrawTriangle(-2, -2, 5, -2, -2, 5, 0, kF); }, "FFF.\nFF..\nF...\n....\n", 1},
+    {"a huge triangle covers the screen", 4, 4,
+     [](VesmoScreen& s) { s.DrawTriangle(-2000000000, -10, 2000000000, -10, 0, 2000000000, 0, kF); },
+     "FFFF\nFFFF\nFFFF\nFFFF\n", 1},
+    // Circles
+    {"the ring is the outermost band inside the radius", 7, 7, [](VesmoScreen& s) { s.DrawCircle(3, 3, 3, kS, kF); },
+     ".......\n.SSSSS.\n.SFFFS.\n.SFFFS.\n.SFFFS.\n.SSSSS.\n.......\n", 1},
+    {"radius one is one pixel of stroke", 3, 3, [](VesmoScreen& s) { s.DrawCircle(1, 1, 1, kS, kF); },
+     "...\n.S.\n...\n", 1},
+    {"or of fill without a stroke", 3, 3, [](VesmoScreen& s) { s.DrawCircle(1, 1, 1, 0, kF); }, "...\n.F.\n...\n", 1},
+    {"clipped at the screen", 3, 3, [](VesmoScreen& s) { s.DrawCircle(0, 0, 2, kS, kF); }, "FS.\nSS.\n...\n", 1},
+    {"nothing without colour, area or a place on the screen", 3, 3,
+     [](VesmoScreen& s) {
+         s.DrawCircle(1, 1, 2, 0, 0);
+         s.DrawCircle(1, 1, 0, kS, kF);
+         s.DrawCircle(1, 1, -2, kS, kF);
+         s.DrawCircle(-5, 1, 2, kS, kF);
+     },
+     "...\n...\n...\n", 0},
+};
 
-TEST(VesmoScreenTriangle, ClipsToTheScreenWithoutShiftingTheEdges) {
-    VesmoScreen screen = Blank(4, 4);
-    screen.DrawTriangle(-2, -2, 5, -2, -2, 5, 0, kF); // inside: x + y < 3
-    EXPECT_EQ(Art(screen), "FFF.\nFF..\nF...\n....\n");
-    VesmoScreen huge = Blank(4, 4);
-    huge.DrawTriangle(-2000000000, -10, 2000000000, -10, 0, 2000000000, 0, kF);
-    EXPECT_EQ(Art(huge), "FFFF\nFFFF\nFFFF\nFFFF\n");
-}
+} // namespace
 
-// --- Circles ---
-
-TEST(VesmoScreenCircle, RingIsTheOutermostBandInsideTheRadius) {
-    VesmoScreen screen = Blank(7, 7);
-    screen.DrawCircle(3, 3, 3, kS, kF);
-    EXPECT_EQ(Art(screen), ".......\n"
-                           ".SSSSS.\n"
-                           ".SFFFS.\n"
-                           ".SFFFS.\n"
-                           ".SFFFS.\n"
-                           ".SSSSS.\n"
-                           ".......\n");
-}
-
-TEST(VesmoScreenCircle, RadiusOneIsOnePixelInStrokeElseFill) {
-    VesmoScreen stroke = Blank(3, 3);
-    stroke.DrawCircle(1, 1, 1, kS, kF);
-    EXPECT_EQ(Art(stroke), "...\n.S.\n...\n");
-    VesmoScreen fill = Blank(3, 3);
-    fill.DrawCircle(1, 1, 1, 0, kF);
-    EXPECT_EQ(Art(fill), "...\n.F.\n...\n");
-}
-
-TEST(VesmoScreenCircle, ClipsAtTheScreenAndDrawsNothingWithoutColourOrArea) {
-    VesmoScreen corner = Blank(3, 3);
-    corner.DrawCircle(0, 0, 2, kS, kF);
-    EXPECT_EQ(Art(corner), "FS.\nSS.\n...\n");
-    VesmoScreen nothing = Blank(3, 3);
-    nothing.DrawCircle(1, 1, 2, 0, 0);
-    nothing.DrawCircle(1, 1, 0, kS, kF);
-    nothing.DrawCircle(1, 1, -2, kS, kF);
-    nothing.DrawCircle(-5, 1, 2, kS, kF);
-    EXPECT_FALSE(nothing.dirty);
-    EXPECT_EQ(Art(nothing), "...\n...\n...\n");
+TEST(VesmoScreenShapes, DrawTheirPicturesAndClip) {
+    for (const Shape& shape : kShapes) {
+        SCOPED_TRACE(shape.what);
+        VesmoScreen screen = Blank(shape.width, shape.height);
+        shape.draw(screen);
+        EXPECT_EQ(Art(screen), shape.art);
+        if (shape.dirty >= 0) {
+            EXPECT_EQ(screen.dirty, shape.dirty == 1);
+        }
+    }
 }
