@@ -2,7 +2,7 @@
 """Does the test suite catch real faults? Applies one-line faults to the sources, one at a time, builds what
 the changed file feeds and runs the tests of that subsystem; a fault is caught when a test fails.
 
-    tools/mutants.py [--build DIR] [--only SUBSTRING] [--list] [--check] [--jobs N]
+    tools/mutants.py [--build DIR] [--only SUBSTRING] [--binaries A,B] [--list] [--check] [--jobs N]
 
 Each fault is a small, plausible slip (a flipped comparison, an off-by-one, a dropped call, a wrong
 constant) in one line of one file. The file is put back after every fault, also when the script is
@@ -184,12 +184,19 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--build", default=os.path.join(ROOT, "build"))
     parser.add_argument("--only", help="only faults whose file contains this text")
+    parser.add_argument("--binaries", help="only faults run against one of these test binaries (comma-separated): "
+                        "after a change to some tests, the faults whose result it can change")
     parser.add_argument("--list", action="store_true", help="list the faults and their tests")
     parser.add_argument("--check", action="store_true", help="check that every fault still applies")
     parser.add_argument("--jobs", type=int, default=2)
+    parser.add_argument("--baseline", action="store_true",
+                        help="first run the chosen tests on the unchanged tree; stop if any fails")
     args = parser.parse_args()
 
     faults = [f for f in FAULTS if not args.only or args.only in f[0]]
+    if args.binaries:
+        wanted = set(args.binaries.split(","))
+        faults = [f for f in faults if wanted & set(tests_for(f[0]))]
     if args.list:
         for path, old, new in faults:
             print(f"{path}: {old}  ->  {new}   [{' '.join(tests_for(path))}]")
@@ -207,6 +214,14 @@ def main():
         print(out[-3000:])
         print("The unchanged tree does not build.")
         return 2
+
+    if args.baseline:
+        code, out = run(["ctest", "--test-dir", args.build, "-j", str(args.jobs), "--timeout", "120", "-R",
+                         ctest_regex(args.build, everything)], 3600)
+        if code != 0:
+            print(out[-3000:])
+            print("The unchanged tree fails its tests: a fault could not be told from that.")
+            return 2
 
     original = {}
 
@@ -227,6 +242,7 @@ def main():
     started = time.time()
     for number, (path, old, new) in enumerate(faults, 1):
         full = os.path.join(ROOT, path)
+        by = ""
         text = open(full).read()
         original[path] = text
         try:
@@ -242,13 +258,15 @@ def main():
                                  "--stop-on-failure", "-R", ctest_regex(args.build, binaries)], 3600)
                 if code != 0:
                     caught += 1
+                    failed = re.search(r"^\s*\d+ - (\S+)", out.split("The following tests FAILED:")[-1], re.M)
                     verdict = "caught"
+                    by = f"   [{failed.group(1)}]" if failed else ""
                 else:
                     missed += 1
                     verdict = "MISSED"
         finally:
             restore()
-        print(f"{number:3d} {verdict:8s} {path}: {old.strip()}  ->  {new.strip()}", flush=True)
+        print(f"{number:3d} {verdict:8s} {path}: {old.strip()}  ->  {new.strip()}{by}", flush=True)
 
     # Put the build back to the unchanged sources (ccache makes this cheap).
     run(["cmake", "--build", args.build, f"-j{args.jobs}", "--target"] + everything, 3600)
