@@ -37,12 +37,9 @@ TEST_F(JoystickTest, ConstructionReadsTheDevice) {
     EXPECT_EQ(stick.axisCount, 4);
     EXPECT_EQ(stick.buttonCount, 3);
     EXPECT_EQ(stick.hatCount, 1);
-    EXPECT_EQ(stick.axisMin.size(), 4u);
-    EXPECT_EQ(stick.buttonEdges.size(), 3u);
 
     Joystick pad(1);
     EXPECT_TRUE(pad.isGamepad);
-    EXPECT_EQ(pad.gamepadAxisMin.size(), 6u);
     EXPECT_EQ(pad.gamepadState.axes[5], -1.0f);
 }
 

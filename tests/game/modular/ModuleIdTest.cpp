@@ -56,9 +56,3 @@ TEST(ModuleId, BadCharacterZeroesItsWordOnly) {
     EXPECT_EQ(id.name, ModuleID("X_def").name);
     EXPECT_EQ(id.String(), "");
 }
-
-TEST(ModuleId, ZeroWordGivesEmptyText) {
-    EXPECT_EQ(ModuleID(0, 5).String(), "");
-    EXPECT_EQ(ModuleID(5, 0).String(), "");
-    EXPECT_EQ(ModuleID().String(), "");
-}

@@ -1,12 +1,10 @@
 #include "vesmo/core/Base16.hpp"
-#include "vesmo/core/Base36.hpp"
 #include "vesmo/core/FPSCounter.hpp"
 #include "vesmo/core/Random.hpp"
 #include "vesmo/core/String.hpp"
 
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <limits>
 #include <set>
 #include <stdexcept>
@@ -40,14 +38,6 @@ TEST(Base16, DecodesBothCasesAndRefusesBadDigits) {
     EXPECT_EQ(vesmo::Base16::Encode(bytes, 3), "dead01");
     EXPECT_EQ(vesmo::Base16::Decode(vesmo::Base16::Encode(bytes, 3, true)),
               std::vector<unsigned char>(bytes, bytes + 3));
-}
-
-TEST(Base36, AlphabetsHaveTheBlankFirst) {
-    EXPECT_EQ(std::strlen(vesmo::BASE36_UPPER_CHARS), 37u);
-    EXPECT_EQ(std::strlen(vesmo::BASE36_LOWER_CHARS), 37u);
-    EXPECT_EQ(vesmo::BASE36_UPPER_CHARS[0], ' ');
-    EXPECT_EQ(vesmo::BASE36_UPPER_CHARS[11], 'A');
-    EXPECT_EQ(vesmo::BASE36_LOWER_CHARS[36], 'z');
 }
 
 TEST(RandomGenerator, StaysInRangeAndCoversIt) {
