@@ -258,7 +258,8 @@ def main():
                                  "--stop-on-failure", "-R", ctest_regex(args.build, binaries)], 3600)
                 if code != 0:
                     caught += 1
-                    failed = re.search(r"^\s*\d+ - (\S+)", out.split("The following tests FAILED:")[-1], re.M)
+                    # The first test to fail in the run's own order; CTest lists the ones it stopped after it too.
+                    failed = re.search(r"Test\s+#\d+: (\S+) \.*\*\*\*", out)
                     verdict = "caught"
                     by = f"   [{failed.group(1)}]" if failed else ""
                 else:
