@@ -2,14 +2,15 @@
 // The client's renderer: the game's renderer plus what only the launcher shows, the main menu before the
 // world plays. It also counts, for --stats, how long each frame spends where.
 //
-// The menu is a stand-in drawn with ImGui until the library's element-drawn menu is available: a dark
-// panel with "PLAY" and "QUIT" at the places the menu's elements take (centres 0.12 apart in device
-// coordinates, each 0.5 wide and 0.1 high in units of half the screen height). "PLAY" calls Game::Play,
-// "QUIT" Game::Quit, as the real menu's buttons do.
+// The menu is the library's game::MainMenu, drawn with the other UI elements in the overlay pass; the
+// input loop feeds it the window's mouse (FeedMenuMouse). While it shows, the crosshair does not.
 
 #include "FrameStats.hpp"
 
 #include "game/graphics/GameRenderer.hpp"
+#include "game/graphics/ui/MainMenu.hpp"
+
+#include <glm/vec2.hpp>
 
 #include <atomic>
 #include <cstdint>
@@ -20,20 +21,30 @@ class ClientRenderer : public game::graphics::GameRenderer {
 public:
     ClientRenderer(vesmo::graphics::Window* window, uint32_t flags);
 
-    void FrameUpdateUi() override;
     // The modules' render pass, timed for --stats.
     void FrameRenderCommands(VkCommandBuffer commandBuffer) override;
 
-    // Shown until the world plays; written by any thread, read by the render thread.
-    std::atomic<bool> menuVisible{true};
+    // Makes the menu's elements; Game::renderer must be this renderer.
+    void InitMenu();
+    // Shows or hides the menu, and the crosshair the other way round.
+    void SetMenuVisible(bool visible);
+    bool MenuVisible() const { return _menuVisible.load(); }
+    // The input loop's mouse, in window coordinates, on a window of `screen`: hover, and a press or a
+    // release of the left button on its edge (a press released outside the button runs nothing).
+    void FeedMenuMouse(const glm::ivec2& cursor, const glm::ivec2& screen, bool leftDown);
+    // Runs PLAY's action as a click would (--play).
+    void PressPlay();
+
+    game::MainMenu menu;
     // Print the rectangles of the menu's buttons (tests click them through the window).
     bool traceUi = false;
     // Where the pass's figures go while stats->measuring; null: not measured.
     FrameStats* stats = nullptr;
 
 private:
-    void DrawMenu();
-    float _tracedPlayY = -1.0f;
+    std::atomic<bool> _menuVisible{true};
+    bool _leftWasDown = false;
+    glm::ivec2 _tracedScreen{0, 0};
 };
 
 } // namespace client

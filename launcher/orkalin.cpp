@@ -266,6 +266,13 @@ void InputLoop(Client& c) {
             else if (Game::_inputMode == Game::InputMode_Station)
                 Game::InputUpdate_Station(deltaTime);
             game::graphics::ui::Panels::InputUpdate();
+            if (Game::window && c.renderer->MenuVisible()) {
+                double x = 0.0, y = 0.0;
+                Game::window->GetCursorPos(&x, &y);
+                c.renderer->FeedMenuMouse(glm::ivec2(static_cast<int>(x), static_cast<int>(y)),
+                                          glm::ivec2(Game::window->width.load(), Game::window->height.load()),
+                                          Game::window->GetMouseButton(0));
+            }
 
             // Panels want the cursor; the world gets it back when they close.
             const bool panels = game::graphics::ui::Panels::AnyOpen();
@@ -380,12 +387,12 @@ void RenderLoop(Client& c, vesmo::graphics::GlfwWindow* glfwWindow) {
         c.frameDone.notify_one();
 
         // The menu's PLAY (or --play, which presses it once the menu has been on screen).
-        if (c.renderer->menuVisible.load()) {
+        if (c.renderer->MenuVisible()) {
             ++menuFrames;
             if (c.options.play && menuFrames == 3)
-                Game::Play();
+                c.renderer->PressPlay();
             if (Game::_inputMode != Game::InputMode_Ui) {
-                c.renderer->menuVisible = false;
+                c.renderer->SetMenuVisible(false);
                 c.playRequested = true;
             }
         }
@@ -540,6 +547,7 @@ int main(int argc, char** argv) {
 
     Game::window = window.get();
     Game::renderer = renderer.get();
+    renderer->InitMenu();
     Game::audio = audio.get();
     Game::_is_server = true;
     Game::_mode = 0;

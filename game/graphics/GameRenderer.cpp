@@ -417,8 +417,10 @@ void GameRenderer::FrameOverlayCommands(VkCommandBuffer commandBuffer) {
     // the client-side entities.
     DrawPhysicsDebug(commandBuffer);
     ui::Element::DrawAll(commandBuffer); // in their sorted order, under Element::_sharedObjectsMutex
-    crosshairPipeline.Bind(commandBuffer, GetDescriptorSet());
-    crosshairPipeline.Draw(commandBuffer, kCrosshairPoints, 1);
+    if (crosshairVisible.load()) {
+        crosshairPipeline.Bind(commandBuffer, GetDescriptorSet());
+        crosshairPipeline.Draw(commandBuffer, kCrosshairPoints, 1);
+    }
     overlayRenderpass.End(commandBuffer);
 }
 

@@ -123,6 +123,7 @@
 
 #include <any>
 #include <array>
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -250,6 +251,8 @@ public:
     std::vector<std::shared_ptr<vesmo::graphics::Texture>> pushedTextures;
     std::mutex pushedTexturesMutex;
     vesmo::vk::GraphicsPipeline crosshairPipeline;
+    // False while a screen without aiming (a launcher's menu) is up; written by any thread.
+    std::atomic<bool> crosshairVisible{true};
     vesmo::vk::GraphicsPipeline colliderFillPipeline;
     vesmo::vk::GraphicsPipeline colliderLinePipeline;
 
