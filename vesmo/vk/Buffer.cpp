@@ -142,7 +142,8 @@ void Buffer::Destroy() {
         _device->Memory().Free(_allocation);
         _buffer = VK_NULL_HANDLE;
     }
-    Host().Release(_hostMemory, _hostBytes);
+    if (_hostMemory) // device buffers never touch the host blocks, not even while the program exits
+        Host().Release(_hostMemory, _hostBytes);
     _hostMemory = nullptr;
     _hostBytes = 0;
     _data = nullptr;
