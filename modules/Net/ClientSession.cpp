@@ -52,9 +52,9 @@ void ClientSession::Service() {
         case ENET_EVENT_TYPE_DISCONNECT: _state = State::LOST; break;
         case ENET_EVENT_TYPE_RECEIVE:
             if (event.channelID == 0)
-                Message(event.packet->data, event.packet->dataLength);
+                TakeMessage(event.packet->data, event.packet->dataLength);
             else
-                SnapshotPacket(event.packet->data, event.packet->dataLength);
+                TakeSnapshot(event.packet->data, event.packet->dataLength);
             enet_packet_destroy(event.packet);
             break;
         case ENET_EVENT_TYPE_NONE: break;
@@ -62,7 +62,7 @@ void ClientSession::Service() {
     }
 }
 
-void ClientSession::Message(const uint8_t* data, size_t size) {
+void ClientSession::TakeMessage(const uint8_t* data, size_t size) {
     BitReader in(data, size);
     if (PeekKind(data, size) == Kind::Creation) {
         EntityInfo info;
@@ -79,7 +79,7 @@ void ClientSession::Message(const uint8_t* data, size_t size) {
         ++_malformed;
 }
 
-void ClientSession::SnapshotPacket(const uint8_t* data, size_t size) {
+void ClientSession::TakeSnapshot(const uint8_t* data, size_t size) {
     BitReader in(data, size);
     SnapshotHeader header;
     if (!DecodeHeader(in, header)) {
@@ -106,6 +106,8 @@ void ClientSession::SnapshotPacket(const uint8_t* data, size_t size) {
     _latest = header.sequence;
     _haveLatest = true;
 
+    if (!_peer)
+        return;
     BitWriter ack;
     WriteAcknowledgement(ack, header.sequence);
     enet_peer_send(_peer, 1, enet_packet_create(ack.Bytes().data(), ack.Bytes().size(), 0));

@@ -46,6 +46,12 @@ public:
     const Snapshot* Latest() const { return _haveLatest ? &_decoded[_latest % History].snapshot : nullptr; }
     uint16_t LatestSequence() const { return _latest; }
     uint64_t Malformed() const { return _malformed; }
+
+    // What Service does with a received packet: a reliable message (channel 0) or a snapshot (channel 1).
+    // Public so that a test or fuzzer can feed packets without a socket; a malformed one only counts in
+    // Malformed(). A decoded snapshot is acknowledged when the session is connected.
+    void TakeMessage(const uint8_t* data, size_t size);
+    void TakeSnapshot(const uint8_t* data, size_t size);
     // Every byte of the datagrams' payloads received since Connect: ENet's headers and both channels.
     uint64_t ReceivedBytes() const;
 
@@ -57,9 +63,6 @@ private:
         uint16_t sequence = 0;
         Snapshot snapshot;
     };
-
-    void Message(const uint8_t* data, size_t size);
-    void SnapshotPacket(const uint8_t* data, size_t size);
 
     ENetHost* _host = nullptr;
     ENetPeer* _peer = nullptr;
