@@ -2,9 +2,9 @@
 // module's server part in the same process (WorldView.hpp) with the library's client-side entities, which
 // ease towards the newest pose and place the render instances of their glTF meshes, and it draws the
 // ground, the sea and every mesh part with a raster pass (PlanetPass.hpp) through the renderer's hooks; the
-// debug window's "Debug Client-Side Physics" adds the entities' collider shapes. A free camera flies over it, driven by the avatar's bindings: the translate keys move it, jump and
-// crouch lift and lower it, sprint makes it faster, and the mouse looks around while the cursor is
-// captured.
+// debug window's "Debug Client-Side Physics" adds the entities' collider shapes. A free camera flies over
+// it, driven by the avatar's bindings: the translate keys move it, jump and crouch lift and lower it,
+// sprint makes it faster, and the mouse looks around while the cursor is captured.
 //
 // Threads: poses are taken and eased on the main loop (Game_Update), the camera is moved on the input loop
 // (Input_Update_Play), and the pass is recorded on the render thread. Each hand-over is a small struct or
@@ -43,9 +43,9 @@
 
 namespace {
 
-using game::input::Controller;
 using game::entity::ClientSideEntity;
 using game::graphics::RenderableInstance;
+using game::input::Controller;
 using planet::DrawItem;
 using planet::EntityPose;
 using planet::Kind;
@@ -210,7 +210,8 @@ void AddColliders(planet::DrawList& list) {
     constexpr double kGrow = 1.02;
     for (const EntityPose& pose : g_poses) {
         const auto followed = g_entities.find(pose.id);
-        if (followed == g_entities.end() || !followed->second.entity || !followed->second.entity->environmentTransformValid)
+        if (followed == g_entities.end() || !followed->second.entity ||
+            !followed->second.entity->environmentTransformValid)
             continue;
         const glm::dmat4& transform = followed->second.entity->environmentTransform;
         glm::vec4 color = ColorOf(pose.kind);
