@@ -330,12 +330,16 @@ void ServerLoop(Client& c) {
     try {
         while (Game::isActive.load()) {
             const double cpu = client::ThreadCpuSeconds();
+            const uint64_t allocations = client::ThreadAllocations();
             Game::serverFramerate.BeginWork();
             Game::ServerUpdate(deltaTime, c.session.file.substeps);
             Game::serverFramerate.Tick();
             c.session.Advance();
-            if (c.stats.measuring.load())
+            if (c.stats.measuring.load()) {
                 c.stats.serverCpuNanoseconds += static_cast<uint64_t>(1e9 * (client::ThreadCpuSeconds() - cpu));
+                c.stats.serverAllocations += client::ThreadAllocations() - allocations;
+                ++c.stats.serverTicks;
+            }
             next += period;
             if (Clock::now() - next > std::chrono::milliseconds(250))
                 next = Clock::now(); // far behind: don't catch up in a burst
