@@ -6,9 +6,9 @@
 // it, driven by the avatar's bindings: the translate keys move it, jump and crouch lift and lower it,
 // sprint makes it faster, and the mouse looks around while the cursor is captured.
 //
-// Threads: poses are taken and eased on the main loop (Game_Update), the camera is moved on the input loop
-// (Input_Update_Play), and the pass is recorded on the render thread. Each hand-over is a small struct or
-// a pair of swapped vectors under a mutex of its own.
+// Threads: poses are taken and the draw list is made on the main loop (Game_Update, where the entities
+// also ease), the camera is moved on the input loop (Input_Update_Play), and the pass is recorded on the
+// render thread. Each hand-over is a small struct or a set of swapped vectors under a mutex of its own.
 
 #include "PlanetEnvironment.hpp"
 #include "PlanetMeshes.hpp"
