@@ -109,7 +109,7 @@ void PrintHelp() {
         "  --screenshot PATH   press PLAY, render --frames frames (default 120), write the last one as PNG and\n"
         "                      quit; offscreen when there is no display\n"
         "  --stats             print frames per second, CPU time per frame (game.so, the module's pass, the\n"
-        "                      driver) and heap allocations per frame at the end\n"
+        "                      driver) and heap allocations per frame (and per server tick) at the end\n"
         "  --validation        run with Vulkan's validation layer; the number of its messages is printed\n"
         "  --silent            no sound device\n"
         "  --trace-ui          print where the menu's and the panels' controls are (for scripted clicks)\n"
