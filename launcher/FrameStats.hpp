@@ -9,7 +9,8 @@
 //                      driver's own threads (lavapipe rasterises on them) and the submission it does
 //   server loop        CPU time of the server thread (ticks run at the world's rate, not per frame)
 // Allocations are counted per thread by the launcher's operator new (AllocationCounter.cpp): those made
-// by game.so and the engine on the render and main loops (the module's pass excluded), and the pass's own.
+// by game.so and the engine on the render and main loops (the module's pass excluded), and the pass's own;
+// the server loop's per tick.
 //
 // Threads: each loop adds to its own fields; Report() reads them after the loops have stopped.
 
@@ -39,6 +40,8 @@ struct FrameStats {
     std::atomic<uint64_t> mainAllocations{0};
     // server and input loops
     std::atomic<uint64_t> serverCpuNanoseconds{0};
+    std::atomic<uint64_t> serverAllocations{0};
+    std::atomic<uint64_t> serverTicks{0};
     std::atomic<uint64_t> inputCpuNanoseconds{0};
     // process, over the measured span
     double processCpuStart = 0.0;

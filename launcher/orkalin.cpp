@@ -109,7 +109,7 @@ void PrintHelp() {
         "  --screenshot PATH   press PLAY, render --frames frames (default 120), write the last one as PNG and\n"
         "                      quit; offscreen when there is no display\n"
         "  --stats             print frames per second, CPU time per frame (game.so, the module's pass, the\n"
-        "                      driver) and heap allocations per frame at the end\n"
+        "                      driver) and heap allocations per frame (and per server tick) at the end\n"
         "  --validation        run with Vulkan's validation layer; the number of its messages is printed\n"
         "  --silent            no sound device\n"
         "  --trace-ui          print where the menu's and the panels' controls are (for scripted clicks)\n"
@@ -330,12 +330,16 @@ void ServerLoop(Client& c) {
     try {
         while (Game::isActive.load()) {
             const double cpu = client::ThreadCpuSeconds();
+            const uint64_t allocations = client::ThreadAllocations();
             Game::serverFramerate.BeginWork();
             Game::ServerUpdate(deltaTime, c.session.file.substeps);
             Game::serverFramerate.Tick();
             c.session.Advance();
-            if (c.stats.measuring.load())
+            if (c.stats.measuring.load()) {
                 c.stats.serverCpuNanoseconds += static_cast<uint64_t>(1e9 * (client::ThreadCpuSeconds() - cpu));
+                c.stats.serverAllocations += client::ThreadAllocations() - allocations;
+                ++c.stats.serverTicks;
+            }
             next += period;
             if (Clock::now() - next > std::chrono::milliseconds(250))
                 next = Clock::now(); // far behind: don't catch up in a burst

@@ -28,8 +28,10 @@ using Bodies = physics::Frame<ServerSideEntity>;
 using Body = Bodies::Body;
 using Dynamic = Bodies::Dynamic;
 
+// The lists too take their blocks from the frame's pool (the maps hand their allocator down), so that a tick
+// with vehicles allocates nothing once the pool has grown.
 using CompositeChildren =
-    std::pmr::unordered_map<EnvironmentId, std::pmr::unordered_map<Id, std::vector<ServerSideEntity::Ptr>>>;
+    std::pmr::unordered_map<EnvironmentId, std::pmr::unordered_map<Id, std::pmr::vector<ServerSideEntity::Ptr>>>;
 
 struct EntityFrame {
     Bodies bodies;

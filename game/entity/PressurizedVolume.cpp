@@ -8,6 +8,8 @@
 #include <cmath>
 #include <mutex>
 #include <shared_mutex>
+#include <string>
+#include <unordered_map>
 
 namespace game::entity {
 
@@ -53,6 +55,26 @@ std::shared_ptr<PressurizedVolume> PressurizedVolume::Create(Id vehicle, Id enti
     return created;
 }
 
+namespace {
+
+// What the tick needs of a substance. A Molecule is a copy of its cached atom list, a heap block each time it
+// is made; a volume asks for the same few formulas every tick, so their two figures are kept here, per
+// thread (the tick runs on the server loop, tests on their own threads).
+struct Substance {
+    double molarMass;
+    double liquidDensity;
+};
+
+const Substance& SubstanceOf(const std::string& formula) {
+    thread_local std::unordered_map<std::string, Substance> known;
+    if (const auto found = known.find(formula); found != known.end())
+        return found->second;
+    const Molecule molecule(formula);
+    return known.emplace(formula, Substance{molecule.GetMolarMass(), molecule.GetMaximumLiquidDensity()}).first->second;
+}
+
+} // namespace
+
 void PressurizedVolume::Update(double dt) {
     if (volume == 0.0)
         return;
@@ -61,10 +83,10 @@ void PressurizedVolume::Update(double dt) {
     double condensed = 0.0;
     double moles = 0.0;
     for (const auto& [formula, mass] : composition) {
-        const Molecule molecule(formula);
+        const Substance& substance = SubstanceOf(formula);
         totalMass += mass;
-        condensed += mass / molecule.GetMaximumLiquidDensity();
-        moles += mass / molecule.GetMolarMass();
+        condensed += mass / substance.liquidDensity;
+        moles += mass / substance.molarMass;
     }
     liquidFraction = std::clamp(condensed / volume, 0.0, 1.0);
 

@@ -186,9 +186,8 @@ public:
     static void ForEachModule(std::function<void(Ptr&)> const&& function) {
         std::shared_lock lock(_mutexForLoadedModules);
         for (const auto& entry : _loadedModules) {
-            // Copies, so that the function may hold on to its module; names within the short-string
-            // capacity copy without allocating.
-            std::string key = entry.first;
+            // A copy, so that the function may hold on to its module. The name isn't copied: a name past
+            // the short-string capacity ("Planet.SERVER_Mod") would cost an allocation per call.
             Ptr module = entry.second;
             if (module)
                 function(module);

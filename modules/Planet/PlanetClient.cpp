@@ -1,21 +1,28 @@
 // The demo world's GAME_Mod module: what a player sees of the planet. It follows the entities of the
-// module's server part in the same process (WorldView.hpp), eases each one towards its newest pose, and
-// draws the ground, the sea and every entity with a raster pass (PlanetPass.hpp) through the renderer's
-// hooks. A free camera flies over it, driven by the avatar's bindings: the translate keys move it, jump and
-// crouch lift and lower it, sprint makes it faster, and the mouse looks around while the cursor is
-// captured.
+// module's server part in the same process (WorldView.hpp) with the library's client-side entities, which
+// ease towards the newest pose and place the render instances of their glTF meshes, and it draws the
+// ground, the sea and every mesh part with a raster pass (PlanetPass.hpp) through the renderer's hooks; the
+// debug window's "Debug Client-Side Physics" adds the entities' collider shapes. A free camera flies over
+// it, driven by the avatar's bindings: the translate keys move it, jump and crouch lift and lower it,
+// sprint makes it faster, and the mouse looks around while the cursor is captured.
 //
-// Threads: poses are taken and eased on the main loop (Game_Update), the camera is moved on the input loop
-// (Input_Update_Play), and the pass is recorded on the render thread. Each hand-over is a small struct or
-// a pair of swapped vectors under a mutex of its own.
+// Threads: poses are taken and the draw list is made on the main loop (Game_Update, where the entities
+// also ease), the camera is moved on the input loop (Input_Update_Play), and the pass is recorded on the
+// render thread. Each hand-over is a small struct or a set of swapped vectors under a mutex of its own.
 
 #include "PlanetEnvironment.hpp"
 #include "PlanetMeshes.hpp"
 #include "PlanetPass.hpp"
 #include "WorldView.hpp"
 
+#include "Vehicles.hpp"
+
 #include "game/Game.hpp"
+#include "game/entity/ClientSideEntity.hpp"
+#include "game/entity/EntityConfig.hpp"
 #include "game/graphics/GameRenderer.hpp"
+#include "game/graphics/Mesh.hpp"
+#include "game/graphics/RenderableInstance.hpp"
 #include "game/input/Controller.hpp"
 #include "game/modular/Families.hpp"
 
@@ -25,7 +32,10 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <memory>
 #include <mutex>
+#include <shared_mutex>
+#include <string>
 #include <unordered_map>
 #include <vector>
 
@@ -33,9 +43,12 @@
 
 namespace {
 
+using game::entity::ClientSideEntity;
+using game::graphics::RenderableInstance;
 using game::input::Controller;
 using planet::DrawItem;
 using planet::EntityPose;
+using planet::Kind;
 
 // ---- the camera (input loop writes, render thread reads)
 struct Camera {
@@ -52,27 +65,28 @@ glm::dvec3 Forward(const Camera& c) {
     return {-std::sin(yaw) * std::cos(pitch), std::cos(yaw) * std::cos(pitch), std::sin(pitch)};
 }
 
-// ---- client-side entities (main loop only)
-struct ClientEntity {
-    EntityPose pose;          // the newest pose from the server
-    glm::dvec3 position{0.0}; // where it is drawn, easing towards pose.position
-    glm::dquat orientation{1.0, 0.0, 0.0, 0.0};
-    bool placed = false;
+// ---- client-side entities (main loop only): one of the library's ClientSideEntity objects per entity of
+// the server part. The module writes each one's target pose when the server has ticked; the entity eases
+// towards it in Game::Update and places its mesh parts' render instances, which the pass draws.
+struct Followed {
+    game::entity::ClientSideEntity::Ptr entity; // empty for a type the client doesn't know
     uint64_t seen = 0;
 };
-std::unordered_map<game::entity::Id, ClientEntity> g_entities;
-std::vector<EntityPose> g_poses;
+std::unordered_map<game::entity::Id, Followed> g_entities;
+std::vector<EntityPose> g_poses; // the newest set, also what the debug view draws the colliders from
 uint64_t g_posesSeen = 0;
 uint64_t g_turn = 0;
-constexpr double kInterpolationRate = 20.0; // per second
+constexpr float kInterpolationRate = 20.0f; // per second
+const vesmo::modular::ModuleID g_moduleId(planet::kModuleName);
+constexpr Kind kKinds[] = {Kind::Crate, Kind::Rover, Kind::Wheel, Kind::Glider, Kind::Tank};
 
 planet::PlanetEnvironment g_planet;
 bool g_worldBuilt = false;
 
 // ---- the draw list: the main loop fills `g_drawBack` and swaps it with `g_drawReady`; the render thread
-// swaps `g_drawReady` with `g_drawFront`
+// swaps `g_drawReady` with `g_drawFront`. Once their vectors have grown, no turn allocates.
 std::mutex g_drawMutex;
-std::vector<DrawItem> g_drawBack, g_drawReady, g_drawFront;
+planet::DrawList g_drawBack, g_drawReady, g_drawFront;
 bool g_drawFresh = false; // g_drawReady holds a list the render thread hasn't taken
 
 planet::PlanetPass g_pass;
@@ -114,68 +128,119 @@ void BuildWorld(uint32_t seed) {
     }
 }
 
-// The newest poses into the client's entities; entities the server no longer has go.
-void Follow(double deltaTime) {
+// The client's side of the five types: the same configs as the server's, so the same nodes, and the meshes
+// beside them. The library forgets every registration at Game::Stop, so each game run makes them again.
+void RegisterClientTypes() {
+    auto& types = ClientSideEntity::_registered_interfaces[g_moduleId.String()];
+    for (const Kind kind : kKinds) {
+        const std::string type = planet::TypeName(kind);
+        types[type] = {g_moduleId, type,
+                       std::make_shared<game::entity::EntityConfig>("modules/Planet/entities/" + type + ".conf"),
+                       [] { return std::make_shared<ClientSideEntity::Interface>(); }};
+    }
+}
+
+// The newest poses into the client-side entities: new ones are made (in place at once), the others get a
+// new target, and those the server no longer has go.
+void Follow() {
     planet::WorldView* view = FindWorldView();
     uint32_t seed = 0;
-    if (view && view->Take(g_poses, g_posesSeen, seed)) {
-        ++g_turn;
-        if (!g_worldBuilt)
-            BuildWorld(seed);
-        for (const EntityPose& pose : g_poses) {
-            ClientEntity& entity = g_entities[pose.id];
-            entity.pose = pose;
-            entity.seen = g_turn;
+    if (!view || !view->Take(g_poses, g_posesSeen, seed))
+        return;
+    ++g_turn;
+    if (!g_worldBuilt)
+        BuildWorld(seed);
+    for (const EntityPose& pose : g_poses) {
+        Followed& followed = g_entities[pose.id];
+        followed.seen = g_turn;
+        if (!followed.entity) {
+            const char* type = planet::TypeName(pose.kind);
+            if (!type)
+                continue;
+            followed.entity = ClientSideEntity::Create(pose.id, g_moduleId, game::entity::Type(type));
+            followed.entity->interpolationRate = kInterpolationRate;
+            followed.entity->interpolate = true;
+            followed.entity->position = pose.position;
+            followed.entity->orientation = pose.orientation;
         }
-        for (auto it = g_entities.begin(); it != g_entities.end();)
-            it = it->second.seen == g_turn ? std::next(it) : g_entities.erase(it);
+        ClientSideEntity& entity = *followed.entity;
+        entity.targetPosition = pose.position;
+        entity.targetOrientation = pose.orientation;
+        entity.linearVelocity = pose.velocity;
+        entity.parentEntity = pose.parent;
+        // A component (a rover's wheel) rests in its vehicle's frame but moves with it: its pose in the
+        // planet's frame is made again every frame, as a free body's is.
+        entity.isDynamic = pose.isDynamic || entity.HasParent();
     }
-    const double t = std::clamp(kInterpolationRate * deltaTime, 0.0, 1.0);
-    for (auto& [id, entity] : g_entities) {
-        if (!entity.placed || !entity.pose.isDynamic) {
-            entity.position = entity.pose.position;
-            entity.orientation = entity.pose.orientation;
-            entity.placed = true;
+    for (auto it = g_entities.begin(); it != g_entities.end();) {
+        if (it->second.seen == g_turn) {
+            ++it;
             continue;
         }
-        entity.position = glm::mix(entity.position, entity.pose.position, t);
-        entity.orientation = glm::slerp(entity.orientation, entity.pose.orientation, t);
+        ClientSideEntity::Remove(it->first);
+        it = g_entities.erase(it);
     }
 }
 
-glm::dmat4 LocalTransform(const ClientEntity& entity) {
-    return glm::translate(glm::dmat4(1.0), entity.position) * glm::mat4_cast(entity.orientation);
+// Every visible mesh part of every render instance, as the client-side entities placed them this frame.
+void AddMeshes(planet::DrawList& list) {
+    std::shared_lock lock(RenderableInstance::_sharedObjectsMutex);
+    for (const std::weak_ptr<RenderableInstance>& weak : RenderableInstance::_sharedObjects) {
+        const std::shared_ptr<RenderableInstance> instance = weak.lock();
+        if (!instance || !instance->visible || !instance->readyToDraw || !instance->hasTransform)
+            continue;
+        const RenderableInstance::RenderableDataBuffer* records = instance->renderableData.get();
+        for (size_t i = 0; i < instance->geometries.size(); ++i) {
+            auto geometry = std::dynamic_pointer_cast<const game::graphics::Mesh::Geometry>(instance->geometries[i]);
+            if (!geometry)
+                continue; // procedural geometry is the ray-tracing modules' business
+            glm::vec4 color = geometry->color;
+            if (records && i < records->Count()) {
+                const game::graphics::RenderableData& record = (*records)[i];
+                color = glm::mix(color, record.color, record.colorMix);
+            }
+            list.meshes.push_back({instance->transform, color, std::move(geometry)});
+        }
+    }
 }
 
-void PublishDrawList() {
-    g_drawBack.clear();
-    for (const auto& [id, entity] : g_entities) {
-        glm::dmat4 transform = LocalTransform(entity);
-        if (entity.pose.parent.First() != 0 || entity.pose.parent.Second() != 0) {
-            const auto parent = g_entities.find(entity.pose.parent);
-            if (parent == g_entities.end())
-                continue; // its vehicle is gone: nothing to hang it on
-            transform = LocalTransform(parent->second) * transform;
-        }
-        const glm::vec4 color = ColorOf(entity.pose.kind);
-        for (uint32_t i = 0; i < entity.pose.shapeCount; ++i) {
-            const planet::Shape& shape = entity.pose.shapes[i];
-            DrawItem& item = g_drawBack.emplace_back();
+// The debug view: each entity's collider shapes where its client-side entity stands, a little larger than
+// the shapes so they don't fight the meshes' faces.
+void AddColliders(planet::DrawList& list) {
+    constexpr double kGrow = 1.02;
+    for (const EntityPose& pose : g_poses) {
+        const auto followed = g_entities.find(pose.id);
+        if (followed == g_entities.end() || !followed->second.entity ||
+            !followed->second.entity->environmentTransformValid)
+            continue;
+        const glm::dmat4& transform = followed->second.entity->environmentTransform;
+        glm::vec4 color = ColorOf(pose.kind);
+        color.a = 0.45f;
+        for (uint32_t i = 0; i < pose.shapeCount; ++i) {
+            const planet::Shape& shape = pose.shapes[i];
+            DrawItem& item = list.colliders.emplace_back();
             item.color = color;
             if (shape.radius > 0.0f) {
                 item.sphere = true;
-                item.transform =
-                    transform * glm::dmat4(shape.transform) * glm::scale(glm::dmat4(1.0), glm::dvec3(shape.radius));
+                item.transform = transform * glm::dmat4(shape.transform) *
+                                 glm::scale(glm::dmat4(1.0), glm::dvec3(kGrow * shape.radius));
             } else {
                 const glm::dvec3 centre = 0.5 * glm::dvec3(shape.boxMin + shape.boxMax);
-                const glm::dvec3 size = glm::dvec3(shape.boxMax - shape.boxMin);
+                const glm::dvec3 size = kGrow * glm::dvec3(shape.boxMax - shape.boxMin);
                 item.transform = transform * glm::dmat4(shape.transform) * glm::translate(glm::dmat4(1.0), centre) *
                                  glm::scale(glm::dmat4(1.0), size);
             }
         }
     }
+}
+
+void PublishDrawList() {
+    g_drawBack.Clear();
+    AddMeshes(g_drawBack);
+    if (Game::debugClientSidePhysics)
+        AddColliders(g_drawBack);
     std::lock_guard lock(g_drawMutex);
-    g_drawReady.swap(g_drawBack);
+    g_drawReady.Swap(g_drawBack);
     g_drawFresh = true;
 }
 
@@ -188,20 +253,24 @@ PLANET_EXPORT void Game_Start() {
     g_entities.clear();
     g_posesSeen = 0;
     g_worldBuilt = false;
+    RegisterClientTypes();
 }
 
+// The library drops the client-side entities after this hook; the module lets its references go first.
 PLANET_EXPORT void Game_Stop() {
     g_entities.clear();
     g_poses.clear();
     std::lock_guard lock(g_drawMutex);
-    g_drawBack.clear();
-    g_drawReady.clear();
-    g_drawFront.clear();
+    g_drawBack.Clear();
+    g_drawReady.Clear();
+    g_drawFront.Clear();
     g_drawFresh = false;
 }
 
-PLANET_EXPORT void Game_Update(double deltaTime) {
-    Follow(deltaTime);
+// After the entities' Update and PhysicsUpdate of this frame: the instances' transforms are this frame's.
+// The new targets written here are eased towards from the next frame on.
+PLANET_EXPORT void Game_Update(double) {
+    Follow();
     PublishDrawList();
 }
 
@@ -264,7 +333,7 @@ PLANET_EXPORT void Renderer_FrameRenderCommands(VkCommandBuffer commandBuffer) {
     {
         std::lock_guard lock(g_drawMutex);
         if (g_drawFresh)
-            g_drawFront.swap(g_drawReady);
+            g_drawFront.Swap(g_drawReady);
         g_drawFresh = false;
     }
     g_pass.Record(commandBuffer, Game::renderer, g_matrices, g_drawFront);

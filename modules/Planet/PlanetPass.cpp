@@ -38,6 +38,26 @@ vesmo::vk::GraphicsPipeline::Description SolidDescription() {
     return d;
 }
 
+// A mesh part as the glTF file lays it out: positions and normals in two tightly packed arrays.
+vesmo::vk::GraphicsPipeline::Description MeshDescription() {
+    vesmo::vk::GraphicsPipeline::Description d;
+    d.depthTest = true;
+    d.depthWrite = true;
+    d.vertexBindings = {{0, sizeof(glm::vec3), VK_VERTEX_INPUT_RATE_VERTEX},
+                        {1, sizeof(glm::vec3), VK_VERTEX_INPUT_RATE_VERTEX}};
+    d.vertexAttributes = {{0, 0, VK_FORMAT_R32G32B32_SFLOAT, 0}, {1, 1, VK_FORMAT_R32G32B32_SFLOAT, 0}};
+    return d;
+}
+
+// The rotation without the scale, for the normals: each column scaled back to unit length.
+void NormalBasis(const glm::dmat4& relative, glm::vec4 (&rotation)[3]) {
+    const glm::dmat3 basis(relative);
+    for (int i = 0; i < 3; ++i) {
+        const double length = glm::length(basis[i]);
+        rotation[i] = glm::vec4(glm::vec3(length > 0 ? basis[i] / length : basis[i]), 0.0f);
+    }
+}
+
 } // namespace
 
 void PlanetPass::Create(game::graphics::GameRenderer* renderer) {
@@ -56,6 +76,10 @@ void PlanetPass::Create(game::graphics::GameRenderer* renderer) {
     sea.depthWrite = false;
     sea.blend = true;
     _sea = vesmo::vk::GraphicsPipeline(_device, _layout, "modules/Planet/shaders/planet", *_pass, sea);
+    _mesh = vesmo::vk::GraphicsPipeline(
+        _device, _layout, vesmo::vk::Shader(_device, "modules/Planet/shaders/mesh", VK_SHADER_STAGE_VERTEX_BIT),
+        vesmo::vk::Shader(_device, "modules/Planet/shaders/planet", VK_SHADER_STAGE_FRAGMENT_BIT), *_pass,
+        MeshDescription(), "Planet mesh");
     _box = Upload(BuildUnitBox(), "Planet box");
     _sphere = Upload(BuildUnitSphere(), "Planet sphere");
 }
@@ -73,6 +97,7 @@ void PlanetPass::RefreshViewport(game::graphics::GameRenderer* renderer) {
     _sky.RefreshViewport(*_pass);
     _solid.RefreshViewport(*_pass);
     _sea.RefreshViewport(*_pass);
+    _mesh.RefreshViewport(*_pass);
 }
 
 void PlanetPass::Destroy() {
@@ -83,6 +108,7 @@ void PlanetPass::Destroy() {
     _sky = {};
     _solid = {};
     _sea = {};
+    _mesh = {};
     _layout = {};
     _pass.reset();
     _device = nullptr;
@@ -114,12 +140,7 @@ void PlanetPass::Draw(VkCommandBuffer commandBuffer, const vesmo::vk::GraphicsPi
         return;
     SolidPush push;
     push.modelViewProjection = viewProjection * glm::mat4(relative);
-    const glm::dmat3 basis(relative);
-    // The rotation without the scale, for the normals: each column scaled back to unit length.
-    for (int i = 0; i < 3; ++i) {
-        const double length = glm::length(basis[i]);
-        push.rotation[i] = glm::vec4(glm::vec3(length > 0 ? basis[i] / length : basis[i]), 0.0f);
-    }
+    NormalBasis(relative, push.rotation);
     push.tint = tint;
     pipeline.Push(commandBuffer, &push, sizeof push);
     const VkBuffer vertexBuffer = mesh.vertices.Handle();
@@ -129,8 +150,30 @@ void PlanetPass::Draw(VkCommandBuffer commandBuffer, const vesmo::vk::GraphicsPi
     vkCmdDrawIndexed(commandBuffer, mesh.indexCount, 1, 0, 0, 0);
 }
 
+void PlanetPass::DrawMesh(VkCommandBuffer commandBuffer, const MeshItem& item, const glm::mat4& viewProjection,
+                          const glm::dmat4& world) {
+    const game::graphics::Mesh::Geometry& geometry = *item.geometry;
+    if (!geometry.buffer || geometry.indexCount == 0 || geometry.vertexCount == 0)
+        return;
+    const glm::dmat4 relative = world * item.transform;
+    SolidPush push;
+    push.modelViewProjection = viewProjection * glm::mat4(relative);
+    NormalBasis(relative, push.rotation);
+    push.tint = item.color;
+    _mesh.Push(commandBuffer, &push, sizeof push);
+    // The arrays' device addresses are offsets into the one buffer of the part.
+    const VkDeviceAddress base = geometry.buffer->DeviceAddress();
+    const VkBuffer buffers[2] = {geometry.buffer->Handle(), geometry.buffer->Handle()};
+    const VkDeviceAddress normals = geometry.normalsAddr ? geometry.normalsAddr : geometry.positionsAddr;
+    const VkDeviceSize offsets[2] = {geometry.positionsAddr - base, normals - base};
+    vkCmdBindVertexBuffers(commandBuffer, 0, 2, buffers, offsets);
+    vkCmdBindIndexBuffer(commandBuffer, geometry.buffer->Handle(), geometry.indicesAddr - base,
+                         geometry.indexStride == 2 ? VK_INDEX_TYPE_UINT16 : VK_INDEX_TYPE_UINT32);
+    vkCmdDrawIndexed(commandBuffer, geometry.indexCount, 1, 0, 0, 0);
+}
+
 void PlanetPass::Record(VkCommandBuffer commandBuffer, game::graphics::GameRenderer* renderer,
-                        const CameraMatrices& camera, const std::vector<DrawItem>& items) {
+                        const CameraMatrices& camera, const DrawList& items) {
     if (!commandBuffer || !_pass)
         return;
     {
@@ -160,10 +203,18 @@ void PlanetPass::Record(VkCommandBuffer commandBuffer, game::graphics::GameRende
     const glm::dmat4 world = glm::translate(glm::dmat4(1.0), -camera.position);
     _solid.Bind(commandBuffer);
     Draw(commandBuffer, _solid, _ground, viewProjection, world, glm::vec4(1.0f));
-    for (const DrawItem& item : items)
-        Draw(commandBuffer, _solid, item.sphere ? _sphere : _box, viewProjection, world * item.transform, item.color);
+    if (!items.meshes.empty()) {
+        _mesh.Bind(commandBuffer);
+        for (const MeshItem& item : items.meshes)
+            DrawMesh(commandBuffer, item, viewProjection, world);
+        _solid.Bind(commandBuffer);
+    }
     _sea.Bind(commandBuffer);
     Draw(commandBuffer, _sea, _seaMesh, viewProjection, world, glm::vec4(1.0f));
+    // The debug view: the colliders as see-through shapes over the meshes (the sea's blending, no depth
+    // write), so both stay visible.
+    for (const DrawItem& item : items.colliders)
+        Draw(commandBuffer, _sea, item.sphere ? _sphere : _box, viewProjection, world * item.transform, item.color);
     _pass->End(commandBuffer);
 }
 

@@ -1,6 +1,7 @@
 #pragma once
-// The client's raster pass of the demo world: sky, ground, every entity's shapes and the sea, drawn into
-// the renderer's output image with a depth buffer. Plain vertex and fragment shaders, no ray tracing, so it
+// The client's raster pass of the demo world: sky, ground, every entity's mesh parts and the sea, drawn
+// into the renderer's output image with a depth buffer; the entities' collider shapes on top of them when
+// the debug window asks for client-side physics. Plain vertex and fragment shaders, no ray tracing, so it
 // runs on any Vulkan 1.3 device (lavapipe included).
 //
 // Everything is drawn relative to the camera: positions are differences taken in double precision and
@@ -13,6 +14,7 @@
 
 #include "PlanetMeshes.hpp"
 
+#include "game/graphics/Mesh.hpp"
 #include "vesmo/vk/Buffer.hpp"
 #include "vesmo/vk/GraphicsPipeline.hpp"
 #include "vesmo/vk/PipelineLayout.hpp"
@@ -37,6 +39,28 @@ struct DrawItem {
     bool sphere = false;
 };
 
+// One geometry of a render instance: the glTF arrays straight from the mesh's buffer. The pointer keeps
+// the arrays alive while the item may still be recorded (a mesh reload trashes the old ones).
+struct MeshItem {
+    glm::dmat4 transform{1.0}; // the instance's transform: the part to the planet's frame
+    glm::vec4 color{1.0f};
+    std::shared_ptr<const game::graphics::Mesh::Geometry> geometry;
+};
+
+// What one frame draws of the entities.
+struct DrawList {
+    std::vector<MeshItem> meshes;
+    std::vector<DrawItem> colliders; // the debug view; empty unless asked for
+    void Clear() {
+        meshes.clear();
+        colliders.clear();
+    }
+    void Swap(DrawList& other) {
+        meshes.swap(other.meshes);
+        colliders.swap(other.colliders);
+    }
+};
+
 struct CameraMatrices {
     glm::dvec3 position{0.0};
     glm::dmat4 view{1.0}; // rotation only: camera-relative positions to view space
@@ -53,7 +77,7 @@ public:
     void SetWorld(MeshData ground, MeshData sea);
     // Render thread.
     void Record(VkCommandBuffer commandBuffer, game::graphics::GameRenderer* renderer, const CameraMatrices& camera,
-                const std::vector<DrawItem>& items);
+                const DrawList& items);
 
 private:
     struct GpuMesh {
@@ -64,11 +88,13 @@ private:
     GpuMesh Upload(const MeshData& mesh, const char* name);
     void Draw(VkCommandBuffer commandBuffer, const vesmo::vk::GraphicsPipeline& pipeline, const GpuMesh& mesh,
               const glm::mat4& viewProjection, const glm::dmat4& relative, const glm::vec4& tint);
+    void DrawMesh(VkCommandBuffer commandBuffer, const MeshItem& item, const glm::mat4& viewProjection,
+                  const glm::dmat4& world);
 
     vesmo::vk::Device* _device = nullptr;
     std::unique_ptr<vesmo::vk::Renderpass> _pass;
     vesmo::vk::PipelineLayout _layout;
-    vesmo::vk::GraphicsPipeline _sky, _solid, _sea;
+    vesmo::vk::GraphicsPipeline _sky, _solid, _sea, _mesh;
     GpuMesh _box, _sphere, _ground, _seaMesh;
 
     std::mutex _pendingMutex; // guards the two below

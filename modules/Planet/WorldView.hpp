@@ -7,8 +7,8 @@
 // takes the newest set (Take). Both swap vectors under `mutex`, so neither waits for the other's work and,
 // once the vectors have grown, nothing is allocated.
 //
-// An entity is drawn from its collider shapes, in its own frame (a box, or a sphere of `radius`), which the
-// demo's meshes follow.
+// Each pose carries the entity's collider shapes too, in its own frame (a box, or a sphere of `radius`): the
+// client draws them in its debug view, over the meshes.
 
 #include "game/entity/common.hpp"
 
@@ -24,6 +24,19 @@ namespace planet {
 
 // The demo's entity types, by what the client draws.
 enum class Kind : uint8_t { Crate, Rover, Wheel, Glider, Tank, Other };
+
+// The entity type of a kind (its config and mesh are modules/Planet/entities/<type>.conf and .gltf); null for
+// Other.
+inline const char* TypeName(Kind kind) {
+    switch (kind) {
+    case Kind::Crate: return "crate";
+    case Kind::Rover: return "rover";
+    case Kind::Wheel: return "wheel";
+    case Kind::Glider: return "glider";
+    case Kind::Tank: return "tank";
+    default: return nullptr;
+    }
+}
 
 struct Shape {
     glm::mat4 transform{1.0f}; // in the entity's frame

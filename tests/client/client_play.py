@@ -3,8 +3,9 @@
 
 Starts orkalin in a fresh run directory, clicks PLAY through the window (xdotool: real X input), lets the
 demo world run 120 frames, takes a screenshot with F12, opens the settings with F1, picks another graphics
-preset from its combo, holds ESCAPE to quit, and checks: exit code 0, no validation message, the world saved,
-the preset in the settings file, and the picture's sky, ground and crate yard.
+preset from its combo, binds a key captured from the keyboard on the input tab, holds ESCAPE to quit, and
+checks: exit code 0, no validation message, the world saved, the preset and the key in the settings file,
+and the picture's sky, ground and crate yard.
 
 With --offscreen first, it runs the way a user without a screen sees the game instead: no display,
 `orkalin --screenshot PATH --frames 60` presses PLAY itself, writes the picture and exits 0.
@@ -40,6 +41,7 @@ class Client:
                                         text=True, bufsize=1)
         self.lines = queue.Queue()
         self.output = []
+        self.rects = {}  # the newest place of each traced control, whether a wait_for saw its line or not
         threading.Thread(target=self._read, daemon=True).start()
 
     def _read(self):
@@ -47,6 +49,9 @@ class Client:
             line = line.rstrip("\n")
             print(f"  | {line}", flush=True)
             self.output.append(line)
+            traced = re.match(r"ui-rect (\S+) (\d+) (\d+) (\d+) (\d+)$", line)
+            if traced:
+                self.rects[traced.group(1)] = traced.groups()[1:]
             self.lines.put(line)
         self.lines.put(None)
 
@@ -81,6 +86,21 @@ class Client:
             match = regex.search(line) or match
 
 
+    def rect(self, name, settle=2.5, timeout=120):
+        """Where the control `name` is once it stayed put for `settle` seconds."""
+        deadline = time.time() + timeout
+        while name not in self.rects:
+            if time.time() > deadline:
+                fail(f"control {name} never placed")
+            time.sleep(0.1)
+        last, since = self.rects[name], time.time()
+        while time.time() - since < settle:
+            time.sleep(0.1)
+            if self.rects[name] != last:
+                last, since = self.rects[name], time.time()
+        return last
+
+
 def xdotool(*args):
     subprocess.run(["xdotool", *args], check=True)
 
@@ -93,7 +113,7 @@ def press(key, seconds=2.0):
 
 
 def click_rect(window, match):
-    x, y, w, h = (float(v) for v in match.groups()[-4:])
+    x, y, w, h = (float(v) for v in (match.groups()[-4:] if hasattr(match, "groups") else match))
     xdotool("mousemove", "--window", window, str(int(x + w / 2)), str(int(y + h / 2)))
     time.sleep(0.3)
     # Held through a frame or two: the menu and the panels see the button at the frame rate.
@@ -187,6 +207,13 @@ def main():
         click_rect(window, entry)
         time.sleep(1.0)
 
+        # Input: the keyboard cell of "zoom", then K (GLFW 75) captured from the keyboard.
+        click_rect(window, client.rect("settings:tab:Input"))
+        click_rect(window, client.rect("settings:key:zoom"))
+        time.sleep(1.0)
+        press("k", 1.0)
+        client.wait_for(r"Settings: zoom bound")
+
         # ESCAPE held for two seconds quits.
         xdotool("keydown", "Escape")
         time.sleep(2.8)
@@ -214,6 +241,8 @@ def main():
         preset = re.search(r"graphics_preset\s*=\s*(-?\d+)", settings)
         if not preset or preset.group(1) != "1":
             fail(f"graphics_preset in the settings file: {preset.group(1) if preset else 'missing'}")
+        if not re.search(r"^input_binding_zoom\s*=\s*key:75\b", settings, re.M):
+            fail("the captured key of zoom was not written")
         final_upscale = re.search(r"final_upscale\s*=\s*([\d.]+)", settings)
         if not final_upscale or float(final_upscale.group(1)) != 2.0:
             fail("the preset's final_upscale was not written")
@@ -240,8 +269,10 @@ def check_picture(path):
 
     sky = region(0, 0, width, 90, lambda r, g, b: b > 150 and b > r + 20)
     ground = region(0, height - 120, width, height, lambda r, g, b: g > b + 10 and g > 70)
+    # The crates' wood by its hue (red over green over blue), lit or in shade; the ground is greener, the
+    # sand and the rover paler.
     crate = region(width // 4, height // 4, 3 * width // 4, 3 * height // 4,
-                   lambda r, g, b: r > g + 30 and g > b + 20 and r > 90)
+                   lambda r, g, b: r > 1.3 * g and g > 1.4 * b and r > 60)
     print(f"picture: sky {sky:.0%} of the top band, ground {ground:.0%} of the bottom band, "
           f"crate colour {crate:.1%} of the middle", flush=True)
     if sky < 0.9:

@@ -7,6 +7,7 @@
 #include <iostream>
 #include <iterator>
 #include <stdexcept>
+#include <string_view>
 
 namespace vesmo::audio {
 
@@ -149,19 +150,20 @@ Studio::Listener Studio::GetListenerAttributes() const {
 }
 
 float Studio::BusVolume(const std::string& bus) const {
-    // "bus:/a/b" plays through "bus:/", "bus:/a" and "bus:/a/b".
-    const std::string master = "bus:/";
-    auto volumeOf = [this](const std::string& name) {
+    // "bus:/a/b" plays through "bus:/", "bus:/a" and "bus:/a/b". The prefixes are views into `bus`: this
+    // runs for every event on every Update, so it must not allocate.
+    const std::string_view path(bus), master("bus:/");
+    auto volumeOf = [this](std::string_view name) {
         auto found = _busVolumes.find(name);
         return found != _busVolumes.end() ? found->second : 1.0f;
     };
     float volume = volumeOf(master);
-    if (bus == master)
+    if (path == master)
         return volume;
     for (size_t from = master.size();;) {
-        const size_t slash = bus.find('/', from);
-        volume *= volumeOf(bus.substr(0, slash));
-        if (slash == std::string::npos)
+        const size_t slash = path.find('/', from);
+        volume *= volumeOf(path.substr(0, slash));
+        if (slash == std::string_view::npos)
             return volume;
         from = slash + 1;
     }

@@ -147,7 +147,7 @@ private:
     std::map<std::string, EventDescription> _descriptions;
     std::vector<std::shared_ptr<EventState>> _events;
     std::map<std::string, float> _parameters;
-    std::map<std::string, float> _busVolumes;
+    std::map<std::string, float, std::less<>> _busVolumes; // looked up by string_view: no copy per event and update
     Listener _listener;
     uint64_t _updates = 0;
     std::unique_ptr<Device> _device; // null without one

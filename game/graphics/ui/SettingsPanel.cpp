@@ -504,7 +504,9 @@ void Panels::DrawSettings() {
             DrawAudioTab();
             ImGui::EndTabItem();
         }
-        if (ImGui::BeginTabItem("Input##Settings")) {
+        const bool inputTab = ImGui::BeginTabItem("Input##Settings");
+        Panels::TraceItem("settings:tab:Input");
+        if (inputTab) {
             DrawInputTab();
             DrawCapturePopup("capture_keyboard_binding", "Edit Keyboard Binding", "Press a key on your keyboard...");
             DrawCapturePopup("capture_mousebutton_binding", "Edit MouseButton Binding",
