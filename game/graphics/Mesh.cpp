@@ -82,8 +82,8 @@ public:
         const size_t positionStride = ByteStride(positionBufferView, sizeof(float) * 3);
         GAME_ASSERT(positionStride == sizeof(float) * 3);
         const size_t bufferIndex = positionBufferView.at("buffer").get<size_t>();
-        const VkDeviceAddress base = _buffers.at(bufferIndex)->DeviceAddress();
-        geometry->buffer = _buffers.at(bufferIndex);
+        geometry->buffer = Buffer(bufferIndex);
+        const VkDeviceAddress base = geometry->buffer->DeviceAddress();
         geometry->positionsAddr = base + ByteOffset(positionBufferView) + ByteOffset(positionAccessor);
         geometry->positionStride = sizeof(float) * 3;
         geometry->vertexCount = positionAccessor.at("count").get<uint32_t>();
@@ -190,6 +190,13 @@ private:
     const json& _root;
     const std::string& _folder;
     const std::vector<std::shared_ptr<vesmo::vk::Buffer>>& _buffers;
+
+    // The buffer the file names. An index past the file's "buffers" meets nlohmann json's out_of_range, as
+    // every other index of the file does, not std::vector's.
+    const std::shared_ptr<vesmo::vk::Buffer>& Buffer(size_t index) const {
+        (void)_root.at("buffers").at(index);
+        return _buffers[index];
+    }
     std::vector<int32_t> _imageTextures;
 };
 

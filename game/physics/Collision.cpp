@@ -8,6 +8,16 @@
 #include <cmath>
 #include <limits>
 
+// A hot loop built several times, for the widest vectors the processor has: an ifunc picks one as the
+// library loads. ThreadSanitizer instruments the picker too, and the picker runs while the library is
+// being relocated, before the sanitizer's runtime is up, so the process would die before main. Builds
+// under ThreadSanitizer take the plain loop.
+#if defined(__SANITIZE_THREAD__)
+#define GAME_VECTOR_CLONES
+#else
+#define GAME_VECTOR_CLONES __attribute__((target_clones("avx512f", "avx2", "default")))
+#endif
+
 namespace game::physics {
 
 using game::entity::ConvexMeshCollider;
@@ -323,7 +333,7 @@ struct AxisTable {
 
 // The overlap of the two boxes along each axis of the table, from their centres and half extents.
 // target_clones: the loop runs four (or eight) axes at a time where the processor can.
-__attribute__((target_clones("avx512f", "avx2", "default"))) void
+GAME_VECTOR_CLONES void
 EstimateOverlaps(AxisTable& axes, size_t begin, const PlacedBox& a, const PlacedBox& b) {
     const glm::dvec3 d = a.center - b.center;
     for (size_t k = begin; k < axes.count; ++k) {
@@ -343,7 +353,7 @@ EstimateOverlaps(AxisTable& axes, size_t begin, const PlacedBox& a, const Placed
 
 // The least estimate of the table, NaN estimates left out. Four running minima side by side, so that the
 // comparisons do not wait for each other. Pads the table with infinities to a multiple of 8.
-__attribute__((target_clones("avx512f", "avx2", "default"))) double LeastEstimate(AxisTable& axes) {
+GAME_VECTOR_CLONES double LeastEstimate(AxisTable& axes) {
     constexpr double kInfinity = std::numeric_limits<double>::infinity();
     size_t end = axes.count;
     while (end % 8 != 0)
@@ -358,7 +368,7 @@ __attribute__((target_clones("avx512f", "avx2", "default"))) double LeastEstimat
 // The cross axes of two edge sets, in the order of A's edges then B's, normalised as
 // glm::normalize(glm::cross(ea, eb)) does it. B's edges come by coordinate, so that the inner loop runs
 // over several of them at a time.
-__attribute__((target_clones("avx512f", "avx2", "default"))) void
+GAME_VECTOR_CLONES void
 CrossAxes(AxisTable& axes, const glm::dvec3* edgesA, size_t countA, const double* __restrict bx,
           const double* __restrict by, const double* __restrict bz, size_t countB) {
     double* __restrict x = axes.x.data() + axes.count;

@@ -338,10 +338,26 @@ void VesmoScreen::WriteLine(int x, int y, uint32_t color, const std::string_view
     dirty = true;
 }
 
+namespace {
+
+// A zlib stream ended on every way out of its scope: where a failed assertion throws instead of ending the
+// process (the fuzzing build), the stream's buffers would otherwise be lost. Ending a stream whose init
+// failed is harmless.
+template <int (*End)(z_streamp)> struct Stream {
+    z_stream strm{};
+    Stream() = default;
+    Stream(const Stream&) = delete;
+    Stream& operator=(const Stream&) = delete;
+    ~Stream() { End(&strm); }
+};
+
+} // namespace
+
 void VesmoScreen::Serialize(std::vector<unsigned char>& out) {
     const size_t bytes = pixels.size() * sizeof(uint32_t);
     out.resize(bytes + 256);
-    z_stream strm{};
+    Stream<deflateEnd> stream;
+    z_stream& strm = stream.strm;
     if (deflateInit(&strm, Z_DEFAULT_COMPRESSION) != Z_OK)
         throw std::runtime_error("ZLIB ERROR");
     strm.next_in = reinterpret_cast<Bytef*>(pixels.data());
@@ -351,7 +367,6 @@ void VesmoScreen::Serialize(std::vector<unsigned char>& out) {
     const int ret = deflate(&strm, Z_FINISH);
     GAME_ASSERT(ret == Z_STREAM_END);
     out.resize(out.size() - strm.avail_out);
-    deflateEnd(&strm);
 }
 
 void VesmoScreen::Deserialize(const std::vector<unsigned char>& in) {
@@ -359,7 +374,8 @@ void VesmoScreen::Deserialize(const std::vector<unsigned char>& in) {
 }
 
 void VesmoScreen::Deserialize(const std::vector<unsigned char>& in, uint8_t* buffer, size_t size) {
-    z_stream strm{};
+    Stream<inflateEnd> stream;
+    z_stream& strm = stream.strm;
     if (inflateInit(&strm) != Z_OK)
         throw std::runtime_error("ZLIB ERROR");
     // zlib never writes to its input; the cast only meets its C interface.
@@ -371,7 +387,6 @@ void VesmoScreen::Deserialize(const std::vector<unsigned char>& in, uint8_t* buf
     GAME_ASSERT(ret != Z_STREAM_ERROR);
     GAME_ASSERT(strm.avail_in == 0);
     GAME_ASSERT(strm.avail_out == 0);
-    inflateEnd(&strm);
 }
 
 bool VesmoScreen::SavePng(const std::string& path) const {

@@ -235,13 +235,16 @@ TEST(GameSettings, ReloadThreadPicksUpAnEdit) {
     // Someone edits the file while the game runs (a different size, so the change is seen at once).
     WriteText(path, "[graphics]\nfov = 55\nupscaling_algo = \"DLSS\"\n[input]\n"
                     "input_binding_sit = key:71 gamepad_guid:\"pad-1\" gamepad_button:2\n");
-    ASSERT_TRUE(WaitFor([&] { return settings->fov == 55.0f; }));
+    // A reload writes single words without a lock (the game's readers take an old or a new value), then
+    // publishes strings and bindings under the settings' mutex. The test waits for a published value under
+    // the mutex before it reads a word; polling the word itself is a race that ThreadSanitizer reports.
     ASSERT_TRUE(WaitFor([&] {
         std::lock_guard guard(settings->mutex);
         return settings->input_binding_sit.gamepadGuid == "pad-1";
     }));
     {
         std::lock_guard guard(settings->mutex);
+        EXPECT_EQ(settings->fov, 55.0f);
         EXPECT_EQ(settings->upscaling_algo, "DLSS");
         EXPECT_EQ(settings->input_binding_sit.key, 71);
         EXPECT_EQ(settings->input_binding_sit.gamepadButton, 2);
@@ -252,10 +255,14 @@ TEST(GameSettings, ReloadThreadPicksUpAnEdit) {
         std::lock_guard guard(settings->mutex);
         settings->upscaling_algo = "FSR";
     }
-    WriteText(path, "[graphics]\nfov = 56.5\n");
-    ASSERT_TRUE(WaitFor([&] { return settings->fov == 56.5f; }));
+    WriteText(path, "[graphics]\nfov = 56.5\n[input]\ninput_binding_sit = key:72\n");
+    ASSERT_TRUE(WaitFor([&] {
+        std::lock_guard guard(settings->mutex);
+        return settings->input_binding_sit.key == 72;
+    }));
     {
         std::lock_guard guard(settings->mutex);
+        EXPECT_EQ(settings->fov, 56.5f);
         EXPECT_EQ(settings->upscaling_algo, "FSR");
     }
 
