@@ -49,14 +49,11 @@ TEST_F(StudioTest, LoadsBanksOnceInOrderAndKeepsTheFirstDescriptionOfAnEvent) {
 
 TEST_F(StudioTest, AMissingOrBrokenBankIsOneLineOnStderrAndNothingLoaded) {
     const std::string missing = folder.File("nowhere.bank");
-    ::testing::internal::CaptureStderr();
-    EXPECT_FALSE(studio.LoadBank(missing.c_str()));
-    EXPECT_EQ(::testing::internal::GetCapturedStderr(), "Studio: cannot load bank \"" + missing + "\": no such file\n");
+    EXPECT_EQ(testing_support::StderrOf([&] { EXPECT_FALSE(studio.LoadBank(missing.c_str())); }),
+              "Studio: cannot load bank \"" + missing + "\": no such file\n");
 
     const std::string broken = Bank("broken.bank", "[event:/good]\n[event:/bad]\nloop = often\n");
-    ::testing::internal::CaptureStderr();
-    EXPECT_FALSE(studio.LoadBank(broken.c_str()));
-    EXPECT_EQ(::testing::internal::GetCapturedStderr(),
+    EXPECT_EQ(testing_support::StderrOf([&] { EXPECT_FALSE(studio.LoadBank(broken.c_str())); }),
               "Studio: cannot load bank \"" + broken + "\": line 3: loop must be true or false\n");
 
     EXPECT_TRUE(studio.LoadedBanks().empty());

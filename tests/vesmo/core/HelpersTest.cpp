@@ -3,6 +3,8 @@
 #include "vesmo/core/Random.hpp"
 #include "vesmo/core/String.hpp"
 
+#include "TestSupport.hpp"
+
 #include <gtest/gtest.h>
 
 #include <limits>
@@ -27,12 +29,8 @@ TEST(Base16, DecodesBothCasesAndRefusesBadDigits) {
     EXPECT_EQ(vesmo::Base16::Decode("00ff7Fa0"), (std::vector<unsigned char>{0x00, 0xff, 0x7f, 0xa0}));
     EXPECT_EQ(vesmo::Base16::Decode("ABCDEF"), vesmo::Base16::Decode("abcdef"));
     EXPECT_TRUE(vesmo::Base16::Decode("").empty());
-    try {
-        vesmo::Base16::Decode("0g");
-        FAIL() << "a bad digit was accepted";
-    } catch (const std::invalid_argument& error) {
-        EXPECT_STREQ(error.what(), "not a hex digit");
-    }
+    EXPECT_EQ(testing_support::ThrownMessage<std::invalid_argument>([] { vesmo::Base16::Decode("0g"); }),
+              "not a hex digit");
     EXPECT_THROW(vesmo::Base16::Decode("abc"), std::invalid_argument);
     const unsigned char bytes[] = {0xde, 0xad, 0x01};
     EXPECT_EQ(vesmo::Base16::Encode(bytes, 3), "dead01");

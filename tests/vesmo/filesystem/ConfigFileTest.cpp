@@ -42,21 +42,20 @@ struct Record : ConfigFile {
     void WriteConfig() override { WriteToINI("record", Confs()); }
 };
 
+// Every field away from its default; any 16-bit axis direction survives, not only +1 and -1.
 ConfigFile::InputBinding OddBinding() {
-    ConfigFile::InputBinding binding;
-    binding.key = 87;
-    binding.mouseButton = 7;
-    binding.gamepadGuid = "03000000 \"odd\" \\guid";
-    binding.gamepadIndex = 2;
-    binding.gamepadButton = 14;
-    binding.gamepadAxis = 5;
-    binding.gamepadAxisDirection = -1;
-    binding.joystickGuid = "0300abcd";
-    binding.joystickIndex = 1;
-    binding.joystickButton = 15;
-    binding.joystickAxis = 8;
-    binding.joystickAxisDirection = -32768; // any 16-bit value survives, not only +1 and -1
-    return binding;
+    return {.key = 87,
+            .mouseButton = 7,
+            .gamepadGuid = "03000000 \"odd\" \\guid",
+            .gamepadIndex = 2,
+            .gamepadButton = 14,
+            .gamepadAxis = 5,
+            .gamepadAxisDirection = -1,
+            .joystickGuid = "0300abcd",
+            .joystickIndex = 1,
+            .joystickButton = 15,
+            .joystickAxis = 8,
+            .joystickAxisDirection = -32768};
 }
 
 } // namespace
@@ -111,9 +110,7 @@ TEST(ConfigFile, AbsentKeysAndBadValuesLeaveFieldsUntouched) {
     const std::string path = dir.File("settings.ini");
     WriteText(path, "[record]\ncount = 12\nscale = not a number\n[other]\nflag = true\n");
     Record record(path, 0);
-    testing::internal::CaptureStderr();
-    record.ReadConfig();
-    const std::string errors = testing::internal::GetCapturedStderr();
+    const std::string errors = testing_support::StderrOf([&] { record.ReadConfig(); });
     EXPECT_EQ(record.count, 12);
     EXPECT_EQ(record.scale, 0.675f);        // unreadable: kept, and said on stderr
     EXPECT_FALSE(record.flag);              // in another section
@@ -121,9 +118,7 @@ TEST(ConfigFile, AbsentKeysAndBadValuesLeaveFieldsUntouched) {
     EXPECT_NE(errors.find("[record] scale"), std::string::npos) << errors;
 
     // Without strict, a bad value is silent.
-    testing::internal::CaptureStderr();
-    record.ReadFromINI("record", record.Confs(), false);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    EXPECT_EQ(testing_support::StderrOf([&] { record.ReadFromINI("record", record.Confs(), false); }), "");
 
     // A missing file is all defaults.
     Record fresh(dir.File("absent.ini"), 0);
@@ -183,15 +178,14 @@ TEST(ConfigFile, SectionReaderHandsHeaderAndLineStreams) {
         seen.push_back(section);
     });
     ASSERT_EQ(seen.size(), 4u);
-    EXPECT_EQ(seen[0].keyword, "ENTITY");
-    EXPECT_EQ(seen[0].name, " crate");
-    ASSERT_EQ(seen[0].lines.size(), 2u);
-    EXPECT_EQ(seen[0].lines[0], (std::pair<std::string, std::string>("mass", "12.5")));
-    EXPECT_EQ(seen[0].lines[1].second, "-Z -Y "); // the trailing blank is kept
-    EXPECT_EQ(seen[1].keyword, "COLLIDER");
-    EXPECT_EQ(seen[1].name, " left  wheel"); // header trimmed, inner blanks kept
-    EXPECT_EQ(seen[1].lines[0].second, "0 0 0  1 0 0");
-    EXPECT_EQ(seen[2].keyword, ""); // an empty header is still handed on
+    using Lines = std::vector<std::pair<std::string, std::string>>;
+    // A value's trailing blank is kept; a header is trimmed with its inner blanks kept; an empty header is
+    // still handed on.
+    EXPECT_EQ(std::tie(seen[0].keyword, seen[0].name), std::tuple("ENTITY", " crate"));
+    EXPECT_EQ(seen[0].lines, (Lines{{"mass", "12.5"}, {"base_planes", "-Z -Y "}}));
+    EXPECT_EQ(std::tie(seen[1].keyword, seen[1].name), std::tuple("COLLIDER", " left  wheel"));
+    EXPECT_EQ(seen[1].lines, (Lines{{"vertices", "0 0 0  1 0 0"}}));
+    EXPECT_EQ(seen[2].keyword, "");
     EXPECT_EQ(seen[3].keyword, "TARGET");
     EXPECT_TRUE(seen[3].lines.empty());
 }

@@ -6,6 +6,8 @@
 #include "vesmo/vk/PhysicalDevice.hpp"
 #include "vesmo/vk/Shader.hpp"
 
+#include "TestSupport.hpp"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -130,15 +132,12 @@ TEST(Features, OrJoinsMembersAndChainsAndContainsTellsSubsets) {
 }
 
 TEST(ShaderCompiler, ErrorsNameTheFileAndCarryTheCompilersMessage) {
-    try {
+    const std::string message = testing_support::ThrownMessage<std::runtime_error>([] {
         vesmo::vk::Shader::CompileGlsl("#version 460\nvoid main() { undeclared = 1; }\n", VK_SHADER_STAGE_FRAGMENT_BIT,
                                        "game/broken.frag");
-        FAIL() << "compiled";
-    } catch (const std::runtime_error& error) {
-        const std::string message = error.what();
-        EXPECT_EQ(message.rfind("Shader compilation failed: game/broken.frag: ", 0), 0u) << message;
-        EXPECT_NE(message.find("game/broken.frag:2: error: 'undeclared'"), std::string::npos) << message;
-    }
+    });
+    EXPECT_EQ(message.rfind("Shader compilation failed: game/broken.frag: ", 0), 0u) << message;
+    EXPECT_NE(message.find("game/broken.frag:2: error: 'undeclared'"), std::string::npos) << message;
     // A stage named on the first line, no version: a complete, empty callable shader.
     const vesmo::vk::Shader callable =
         vesmo::vk::Shader::FromSource(nullptr, "#rcall\nvoid main(){}", VK_SHADER_STAGE_FRAGMENT_BIT, "empty callable");
