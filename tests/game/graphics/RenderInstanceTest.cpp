@@ -47,9 +47,7 @@ TEST(RenderableInstance, SettersWriteTheRecordsOfAPart) {
         EXPECT_EQ(Bytes<glm::vec3>(r, 0), glm::vec3(7.0f, 8.0f, 9.0f)); // the monitor's emission came last
         EXPECT_EQ(Bytes<float>(r, 12), 0.5f);
         EXPECT_EQ(Bytes<glm::vec4>(r, 16), glm::vec4(0.1f, 0.2f, 0.3f, 0.4f));
-        EXPECT_EQ(Bytes<float>(r, 32), 0.25f);
-        EXPECT_EQ(Bytes<float>(r, 36), 0.75f);
-        EXPECT_EQ(Bytes<float>(r, 40), 0.125f);
+        EXPECT_EQ(Bytes<glm::vec3>(r, 32), glm::vec3(0.25f, 0.75f, 0.125f)); // metallic, roughness, and the third
         EXPECT_EQ(Bytes<uint32_t>(r, 44), 42u);
     }
     EXPECT_EQ(Bytes<float>(records + 64, 12), 0.0f); // record 1 isn't in the part

@@ -101,6 +101,10 @@ TEST(VesmoCodeCatalogue, JsonOfANodeHasTheBaseKeys) {
     EXPECT_EQ(form.at("title"), "Blinker");
     EXPECT_EQ(form.at("pos"), (json{{"x", 1.0}, {"y", 2.0}}));
     EXPECT_EQ(form.at("inputs"), json::array({""}));
+    // A setting's key is part of the file format (a round trip alone would not notice one dropped).
+    Editor::InputNode input(ImVec2(0.0f, 0.0f));
+    input.channel = 4;
+    EXPECT_EQ(input.Serialize().at("channel"), 4);
 
     Editor editor;
     EXPECT_EQ(editor.DeserializeNode(json{{"class", "NoSuchNode"}}), nullptr);
@@ -134,8 +138,7 @@ TEST(VesmoCodeCatalogue, VariableInputsKeepLiteralsAndTypesAligned) {
 }
 
 TEST(VesmoCodeCatalogue, MinimumSizesOfTheEditorHold) {
-    Editor::PIDControllerNode pid(ImVec2(0.0f, 0.0f));
-    EXPECT_EQ(pid.GetMinimumHeight(), 55.0f + 7 * 20.0f);
+    EXPECT_EQ(Editor::PIDControllerNode(ImVec2(0.0f, 0.0f)).GetMinimumHeight(), 55.0f + 7 * 20.0f);
     Editor::TimeNode time(ImVec2(0.0f, 0.0f));
     EXPECT_EQ(time.GetMinimumHeight(), 55.0f);
     EXPECT_EQ(time.GetMinimumWidth(), 35.0f);

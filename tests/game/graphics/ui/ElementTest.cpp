@@ -125,10 +125,8 @@ TEST(MainMenu, PanelAndButtonsStandWhereTheMenuPutsThem) {
     menu.Init();
     EXPECT_EQ(menu.background->data.color, glm::vec4(0.0f, 0.0f, 0.0f, 0.3f));
     EXPECT_EQ(menu.background->size, glm::vec2(0.55f, 0.275f));
-    EXPECT_EQ(menu.play->label->GetText(), "PLAY");
-    EXPECT_EQ(menu.quit->label->GetText(), "QUIT");
-    EXPECT_EQ(menu.play->order, 10);
-    EXPECT_EQ(menu.play->label->order, 11);
+    EXPECT_EQ(std::tuple(menu.play->label->GetText(), menu.quit->label->GetText()), std::tuple("PLAY", "QUIT"));
+    EXPECT_EQ(std::tuple(menu.play->order, menu.play->label->order), std::tuple(10, 11));
     EXPECT_FLOAT_EQ(menu.play->label->data.size, 0.05f);
     // The buttons don't overlap: 0.12 between centres, 0.1 high each (in device units too: the height unit
     // is half the screen, which spans 1 of the 2 device units).
