@@ -26,10 +26,7 @@ TEST(WorldFile, RoundTripsAndKeepsUnknownKeys) {
     WorldFile world;
     ASSERT_TRUE(world.Read(path));
     EXPECT_EQ(world.modules, (std::vector<std::string>{"Planet", "Other"}));
-    EXPECT_EQ(world.tickRate, 30.0);
-    EXPECT_EQ(world.substeps, 2);
-    EXPECT_EQ(world.time, 12.5);
-    EXPECT_EQ(world.ticks, 375u);
+    EXPECT_EQ(std::tuple(world.tickRate, world.substeps, world.time, world.ticks), std::tuple(30.0, 2, 12.5, 375u));
 
     world.time = 0.1 + 0.2; // not a short decimal: the clock must come back bit for bit
     world.Write(path);

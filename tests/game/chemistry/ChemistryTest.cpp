@@ -178,10 +178,10 @@ TEST(ChemistryMolecules, EntriesOutsideTheTableAreSkipped) {
     // `atoms` is public; an atomic number past the table counts for nothing instead of reading out of bounds.
     Molecule molecule("H2");
     molecule.atoms.emplace_back(200, 3);
-    EXPECT_EQ(molecule.Mass(), Molecule("H2").Mass());
-    EXPECT_EQ(molecule.GetMolarMass(), Molecule("H2").GetMolarMass());
-    EXPECT_EQ(molecule.Formula(), "H2");
-    EXPECT_EQ(molecule.GetMaximumLiquidDensity(), 100.0);
+    const Molecule h2("H2");
+    EXPECT_EQ(
+        std::tuple(molecule.Mass(), molecule.GetMolarMass(), molecule.Formula(), molecule.GetMaximumLiquidDensity()),
+        std::tuple(h2.Mass(), h2.GetMolarMass(), "H2", 100.0));
 }
 
 // ---------------------------------------------------------------------------------------------------------

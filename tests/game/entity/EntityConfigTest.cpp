@@ -66,11 +66,10 @@ TEST(EntityConfig, ReadsEveryKeyOfABlockAndConvertsItsPoses) {
     EXPECT_VEC_NEAR(eye.rotation, {90, 0, 0});
     EXPECT_VEC_NEAR(glm::vec3(eye.transform[3]), {0, 1, 2});
 
-    EXPECT_EQ(config->targets.at("top").parent, "body");
-    EXPECT_EQ(config->renderables.count("body"), 1u);
-    EXPECT_EQ(config->allNodes.size(), 4u); // the ENTITY section is no node
-    EXPECT_EQ(config->allNodes.at("eye").kind, "CAMERA");
-    EXPECT_EQ(config->allNodes.at("hull").parent, "body");
+    EXPECT_EQ(std::tuple(config->targets.at("top").parent, config->renderables.count("body")), std::tuple("body", 1u));
+    // The ENTITY section is no node.
+    EXPECT_EQ(std::tuple(config->allNodes.size(), config->allNodes.at("eye").kind, config->allNodes.at("hull").parent),
+              std::tuple(4u, "CAMERA", "body"));
     EXPECT_EQ(config->GetMeshFilePath(), DataFile("block.gltf"));
     EXPECT_EQ(config->GetMesh(), nullptr);
 }

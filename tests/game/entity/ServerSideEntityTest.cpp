@@ -209,8 +209,7 @@ TEST_F(ServerEntity, RefreshCacheInheritsEnvironmentsFromTheTopAndNotesMovingPar
     leaf->transformCacheValid = 1;
 
     leaf->RefreshCache();
-    EXPECT_EQ(leaf->environmentId, 7u);
-    EXPECT_EQ(leaf->orbitEnvironmentId, 8u);
+    EXPECT_EQ(std::tuple(leaf->environmentId, leaf->orbitEnvironmentId), std::tuple(7u, 8u));
     EXPECT_FALSE(leaf->parentMoving);
     EXPECT_TRUE(leaf->transformCacheValid);
 

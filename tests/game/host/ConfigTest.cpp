@@ -46,19 +46,14 @@ TEST(Config, TreeShapeSizesAndIndices) {
     EXPECT_EQ(config.Root().Size(), total);
     EXPECT_EQ(config["modules"][1]["options"]["mass"].Size(), total); // any node tells the whole tree
 
-    EXPECT_TRUE(config.Root().IsMap());
-    EXPECT_FALSE(config.Root().HasKey());
-    EXPECT_EQ(config.Root().Index(), 0);
+    EXPECT_EQ(std::tuple(config.Root().IsMap(), config.Root().HasKey(), config.Root().Index()),
+              std::tuple(true, false, 0));
 
     game::Config::Node modules = config["modules"];
-    EXPECT_TRUE(modules.IsArray());
-    EXPECT_TRUE(modules.HasKey());
-    EXPECT_FALSE(modules.IsValue());
-    EXPECT_EQ(modules.Key(), "modules");
-    EXPECT_EQ(modules.Index(), 5);
-    EXPECT_EQ(modules[1].Index(), 1);
-    EXPECT_FALSE(modules[1].HasKey()); // a sequence item has no key
-    EXPECT_EQ(modules[1].Key(), "");
+    EXPECT_EQ(std::tuple(modules.IsArray(), modules.HasKey(), modules.IsValue(), modules.Key(), modules.Index()),
+              std::tuple(true, true, false, "modules", 5));
+    // A sequence item has no key.
+    EXPECT_EQ(std::tuple(modules[1].Index(), modules[1].HasKey(), modules[1].Key()), std::tuple(1, false, ""));
     EXPECT_EQ(modules[1]["options"].Index(), 2);
     EXPECT_EQ(modules[1]["options"]["mass"].Index(), 1);
 

@@ -110,7 +110,7 @@ TEST_F(JoystickTest, CalibrationLearnsTheRangeAndAPlainReadingForgetsIt) {
     // A throttle that only travels from 0.2 to 0.8.
     EXPECT_EQ(read(0.2f, true, true), 0.0f); // a single value is no range yet
     EXPECT_EQ(read(0.8f, true, true), 1.0f);
-    EXPECT_EQ(std::pair(stick.axisMin[1], stick.axisMax[1]), std::pair(0.2f, 0.8f));
+    EXPECT_EQ(std::tuple(stick.axisMin[1], stick.axisMax[1]), std::tuple(0.2f, 0.8f));
     EXPECT_FLOAT_EQ(read(0.5f, true, true), 0.5f);
     EXPECT_EQ(read(0.22f, true, true), 0.0f); // within the dead zone above the minimum
     // Not unipolar on a one-sided range: 2n - 1, the dead zone still above the minimum.
@@ -121,7 +121,7 @@ TEST_F(JoystickTest, CalibrationLearnsTheRangeAndAPlainReadingForgetsIt) {
 
     // A plain reading puts the range back to [-1, 1]; calibrating from there centres the axis.
     EXPECT_FLOAT_EQ(read(0.5f, false, false), 0.5f);
-    EXPECT_EQ(std::pair(stick.axisMin[1], stick.axisMax[1]), std::pair(-1.0f, 1.0f));
+    EXPECT_EQ(std::tuple(stick.axisMin[1], stick.axisMax[1]), std::tuple(-1.0f, 1.0f));
     EXPECT_FLOAT_EQ(read(0.5f, true, false), 0.5f);
     EXPECT_EQ(read(0.03f, true, false), 0.0f); // centred: the dead zone is around 0
     EXPECT_FLOAT_EQ(read(-0.6f, true, false), -0.6f);

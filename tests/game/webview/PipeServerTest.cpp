@@ -90,6 +90,5 @@ TEST(PipeServer, WithoutTheDataFolderReadGivesZeroAndWriteFalse) {
     char buffer[8];
     EXPECT_EQ(pipe.Read(buffer, sizeof(buffer)), 0u);
     EXPECT_FALSE(pipe.Write("ping ", 5));
-    EXPECT_EQ(pipe.readFd, -1);
-    EXPECT_EQ(pipe.writeFd, -1);
+    EXPECT_EQ(std::tuple(pipe.readFd, pipe.writeFd), std::tuple(-1, -1));
 }

@@ -74,10 +74,9 @@ TEST(ConfigFile, EveryTypeRoundTripsExactly) {
     }
     Record back(path, 0);
     back.ReadConfig();
-    EXPECT_EQ(back.name, "  spaced \"quoted\" \\ back\tslash\nline ");
-    EXPECT_TRUE(back.flag);
-    EXPECT_EQ(back.count, std::numeric_limits<int>::min());
-    EXPECT_EQ(back.scale, std::nextafter(0.1f, 1.0f));
+    EXPECT_EQ(std::tie(back.name, back.flag, back.count, back.scale),
+              std::tuple("  spaced \"quoted\" \\ back\tslash\nline ", true, std::numeric_limits<int>::min(),
+                         std::nextafter(0.1f, 1.0f)));
     EXPECT_EQ(back.binding, OddBinding());
 }
 
@@ -94,9 +93,7 @@ TEST(ConfigFile, BindingTextIsReadableAndNoneIsNone) {
     EXPECT_EQ(parsed, ConfigFile::InputBinding{});
     // A person's edit: order does not matter, blanks are free.
     ASSERT_TRUE(ConfigFile::InputBinding::FromString("gamepad_button:0   key:32", parsed));
-    EXPECT_EQ(parsed.key, 32);
-    EXPECT_EQ(parsed.gamepadButton, 0);
-    EXPECT_EQ(parsed.mouseButton, -1);
+    EXPECT_EQ(std::tie(parsed.key, parsed.gamepadButton, parsed.mouseButton), std::tuple(32, 0, -1));
     // Refusals leave the binding as it was.
     for (const char* bad : {"key:W", "keyboard:32", "key 32", "gamepad_axis:40000", "gamepad_guid:\"open"}) {
         ConfigFile::InputBinding before = OddBinding();
@@ -111,10 +108,9 @@ TEST(ConfigFile, AbsentKeysAndBadValuesLeaveFieldsUntouched) {
     WriteText(path, "[record]\ncount = 12\nscale = not a number\n[other]\nflag = true\n");
     Record record(path, 0);
     const std::string errors = testing_support::StderrOf([&] { record.ReadConfig(); });
-    EXPECT_EQ(record.count, 12);
-    EXPECT_EQ(record.scale, 0.675f);        // unreadable: kept, and said on stderr
-    EXPECT_FALSE(record.flag);              // in another section
-    EXPECT_EQ(record.name, "default name"); // absent
+    // The scale does not read: kept, and said on stderr; flag is in another section; name is absent.
+    EXPECT_EQ(std::tie(record.count, record.scale, record.flag, record.name),
+              std::tuple(12, 0.675f, false, "default name"));
     EXPECT_NE(errors.find("[record] scale"), std::string::npos) << errors;
 
     // Without strict, a bad value is silent.
@@ -150,9 +146,7 @@ TEST(ConfigFile, HandEditsInFreeFormAreRead) {
     WriteText(path, "  [ record ]  \r\n\tcount=7\r\n name   bare words  \r\n; comment\nflag YES\n");
     Record record(path, 0);
     record.ReadConfig();
-    EXPECT_EQ(record.count, 7);
-    EXPECT_EQ(record.name, "bare words");
-    EXPECT_TRUE(record.flag);
+    EXPECT_EQ(std::tie(record.count, record.name, record.flag), std::tuple(7, "bare words", true));
 }
 
 TEST(ConfigFile, SectionReaderHandsHeaderAndLineStreams) {

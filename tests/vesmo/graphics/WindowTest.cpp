@@ -27,7 +27,7 @@ TEST(HeadlessWindow, KeysAndButtonsAreWhatCodeSetsWithinGlfwRanges) {
     window.SetKey(348, true); // the last key
     window.SetMouseButton(7, true);
     EXPECT_EQ(std::tuple(window.GetKey(87), window.GetKey(348), window.GetKey(83)), std::tuple(true, true, false));
-    EXPECT_EQ(std::pair(window.GetMouseButton(7), window.GetMouseButton(0)), std::pair(true, false));
+    EXPECT_EQ(std::tuple(window.GetMouseButton(7), window.GetMouseButton(0)), std::tuple(true, false));
 
     // Codes outside GLFW's ranges are neither stored nor read.
     window.SetKey(-1, true);
@@ -44,7 +44,7 @@ TEST(HeadlessWindow, KeysAndButtonsAreWhatCodeSetsWithinGlfwRanges) {
 
 TEST(HeadlessWindow, CursorFocusModeAndSize) {
     HeadlessWindow window(800, 600);
-    EXPECT_EQ(std::pair(window.width.load(), window.height.load()), std::pair(800, 600));
+    EXPECT_EQ(std::tuple(window.width.load(), window.height.load()), std::tuple(800, 600));
     EXPECT_TRUE(window.IsFocused());
     window.SetFocused(false);
     EXPECT_FALSE(window.IsFocused());
@@ -148,7 +148,7 @@ TEST(GlfwWindow, OpensOnADesktopAndCarriesOutRequestsAtPollEvents) {
         GTEST_SKIP() << "no display";
     GlfwWindow window(640, 480, "test");
     ASSERT_NE(window.Handle(), nullptr);
-    EXPECT_EQ(std::pair(window.width.load(), window.height.load()), std::pair(640, 480));
+    EXPECT_EQ(std::tuple(window.width.load(), window.height.load()), std::tuple(640, 480));
     EXPECT_FALSE(window.ShouldClose());
 
     // Requests are visible at once and reach the window at the next PollEvents.

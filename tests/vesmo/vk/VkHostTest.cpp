@@ -81,8 +81,7 @@ struct Record {
 
 TEST(MappedBufferWithoutDevice, IsHostMemoryWithTheSameChecks) {
     vesmo::vk::MappedBuffer<Record, VMA_MEMORY_USAGE_AUTO_PREFER_DEVICE, 1024, 16> records(nullptr, 3, 0x20, "records");
-    EXPECT_EQ(records.Count(), 3u);
-    EXPECT_EQ(records.DeviceAddress() % 16, 0u);
+    EXPECT_EQ(std::tuple(records.Count(), records.DeviceAddress() % 16), std::tuple(3u, VkDeviceAddress(0)));
     EXPECT_EQ(records.DeviceAddress(), reinterpret_cast<VkDeviceAddress>(records.Data()));
     EXPECT_EQ(records.Handle(), VK_NULL_HANDLE);
     records[2].value[3] = 5.0f;
@@ -123,12 +122,11 @@ TEST(Features, OrJoinsMembersAndChainsAndContainsTellsSubsets) {
     EXPECT_FALSE(a.Contains(b));
     a |= b;
     EXPECT_TRUE(a.Contains(b));
-    EXPECT_EQ(a.features.fragmentStoresAndAtomics, VK_TRUE);
-    EXPECT_EQ(a.vulkan13.dynamicRendering, VK_TRUE);
-    EXPECT_EQ(a.rayQuery.rayQuery, VK_TRUE);
+    EXPECT_EQ(std::tuple(a.features.fragmentStoresAndAtomics, a.vulkan13.dynamicRendering, a.rayQuery.rayQuery),
+              std::tuple(VK_TRUE, VK_TRUE, VK_TRUE));
     EXPECT_EQ(a.chain, uint32_t(Features::VULKAN_12 | Features::RAY_QUERY | Features::VULKAN_13));
-    EXPECT_EQ(a.vulkan13.sType, VK_STRUCTURE_TYPE_PHYSICAL_DEVICE_VULKAN_1_3_FEATURES);
-    EXPECT_EQ(a.vulkan13.pNext, nullptr);
+    EXPECT_EQ(std::tuple(a.vulkan13.sType, a.vulkan13.pNext),
+              std::tuple(VK_STRUCTURE_TYPE_PHYSICAL_DEVICE_VULKAN_1_3_FEATURES, static_cast<void*>(nullptr)));
 }
 
 TEST(ShaderCompiler, ErrorsNameTheFileAndCarryTheCompilersMessage) {

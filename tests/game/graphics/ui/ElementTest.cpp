@@ -77,16 +77,13 @@ TEST(Element, RecordsHaveTheirLayoutAndTextKeeps92Bytes) {
     EXPECT_EQ(offsetof(Box::Data, position), 16u);
     EXPECT_EQ(offsetof(Box::Data, size), 24u);
     EXPECT_EQ(offsetof(Box::Data, style), 32u);
-    EXPECT_EQ(offsetof(Text::Data, size), 24u);
-    EXPECT_EQ(offsetof(Text::Data, count), 28u);
-    EXPECT_EQ(offsetof(Text::Data, text), 36u);
+    EXPECT_EQ(std::tuple(offsetof(Text::Data, size), offsetof(Text::Data, count), offsetof(Text::Data, text)),
+              std::tuple(24u, 28u, 36u));
 
     const std::string hundred(100, 'x');
     auto text = Element::Make<Text>(glm::vec4(1.0f), glm::vec2(0.0f), 0.05f, hundred.c_str());
     EXPECT_EQ(text->GetText(), std::string(92, 'x'));
-    EXPECT_EQ(text->data.count, 92u);
-    EXPECT_EQ(text->instanceCount, 92u);
-    EXPECT_EQ(text->vertexCount, 4u);
+    EXPECT_EQ(std::tuple(text->data.count, text->instanceCount, text->vertexCount), std::tuple(92u, 92u, 4u));
     text->SetText("PLAY");
     EXPECT_EQ(text->instanceCount, 4u);
     EXPECT_EQ(std::string(text->data.text), "PLAY");

@@ -145,12 +145,10 @@ TEST_F(NodeEditorTest, WiresThatWouldCloseACycleAreRefused) {
     c->inputs[0] = b->id;
     d->inputs[0] = c->id;
     e->inputs[0] = d->id;
-    EXPECT_FALSE(editor.CanConnectInputToOutput(a, 0, e));
-    EXPECT_FALSE(editor.CanConnectInputToOutput(a, 0, d));
-    EXPECT_TRUE(editor.CanConnectInputToOutput(e, 0, a));
-    EXPECT_TRUE(editor.NodeDependsOn(e, a));
-    EXPECT_FALSE(editor.NodeDependsOn(a, e));
-    EXPECT_FALSE(editor.CanConnectInputToOutput(nullptr, 0, a));
+    EXPECT_EQ(std::tuple(editor.CanConnectInputToOutput(a, 0, e), editor.CanConnectInputToOutput(a, 0, d),
+                         editor.CanConnectInputToOutput(e, 0, a), editor.CanConnectInputToOutput(nullptr, 0, a)),
+              std::tuple(false, false, true, false));
+    EXPECT_EQ(std::tuple(editor.NodeDependsOn(e, a), editor.NodeDependsOn(a, e)), std::tuple(true, false));
 }
 
 TEST_F(NodeEditorTest, DoubleClickOnAPinDisconnects) {
@@ -164,9 +162,7 @@ TEST_F(NodeEditorTest, DoubleClickOnAPinDisconnects) {
     EXPECT_TRUE(b->inputs[1].IsNull());
     EXPECT_EQ(b->inputs[0], a->id);
     ui.DoubleClick(Out(a));
-    EXPECT_TRUE(b->inputs[0].IsNull());
-    EXPECT_TRUE(c->inputs[0].IsNull());
-    EXPECT_TRUE(c->changed);
+    EXPECT_TRUE(b->inputs[0].IsNull() && c->inputs[0].IsNull() && c->changed);
 }
 
 TEST_F(NodeEditorTest, PinMenusDisconnect) {
