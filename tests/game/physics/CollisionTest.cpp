@@ -33,9 +33,7 @@ TEST(ConvexCollision, SeparatedAndTouchingBoxesDoNotCollide) {
     // Far apart (the sphere test), near but apart on one face axis, and an overlap of exactly 0 on x.
     EXPECT_EQ(ConvexCollision(UnitBoxAt({0, 0, 0}), UnitBoxAt({5, 0, 0})).depth, 0.0);
     const Collision near = ConvexCollision(UnitBoxAt({0, 0, 0}), UnitBoxAt({1.01, 0.3, 0}));
-    EXPECT_EQ(near.depth, 0.0);
-    EXPECT_EQ(near.normal, glm::dvec3(0.0));
-    EXPECT_EQ(near.point, glm::dvec3(0.0));
+    EXPECT_EQ(std::tuple(near.depth, near.normal, near.point), std::tuple(0.0, glm::dvec3(0.0), glm::dvec3(0.0)));
     EXPECT_EQ(ConvexCollision(UnitBoxAt({0, 0, 0}), UnitBoxAt({1, 0, 0})).depth, 0.0);
 }
 

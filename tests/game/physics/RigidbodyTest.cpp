@@ -46,8 +46,7 @@ TEST_F(RigidbodyTest, BoundsVolumeAndCollidersComeFromTheEnabledCollidersAboutTh
     empty->boxMax = {1, 1, 1};
     Body bare(empty);
     EXPECT_TRUE(bare.colliders.empty());
-    EXPECT_EQ(bare.volume, 0.0);
-    EXPECT_EQ(bare.boundsMax, glm::dvec3(1.0));
+    EXPECT_EQ(std::tuple(bare.volume, bare.boundsMax), std::tuple(0.0, glm::dvec3(1.0)));
 }
 
 TEST_F(RigidbodyTest, ModuleImpulsesBecomeConstantAccelerationsOverTheFrame) {
