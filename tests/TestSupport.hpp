@@ -65,4 +65,28 @@ inline std::string ReadText(const std::string& path) {
     return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
+// The message of the E that `run` throws; a test failure (and "") when it throws nothing. Another type of
+// exception passes through and fails the test as well.
+template <class E = std::exception, class F> std::string ThrownMessage(F&& run) {
+    try {
+        run();
+    } catch (const E& error) {
+        return error.what();
+    }
+    ADD_FAILURE() << "nothing was thrown";
+    return "";
+}
+
+// What `run` writes to stderr, and to stdout.
+template <class F> std::string StderrOf(F&& run) {
+    testing::internal::CaptureStderr();
+    run();
+    return testing::internal::GetCapturedStderr();
+}
+template <class F> std::string StdoutOf(F&& run) {
+    testing::internal::CaptureStdout();
+    run();
+    return testing::internal::GetCapturedStdout();
+}
+
 } // namespace testing_support

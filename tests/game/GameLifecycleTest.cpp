@@ -3,9 +3,9 @@
 
 #include "game/Game.hpp"
 
-#include "game/host/Options.hpp"
 #include "game/audio/EnvironmentAudio.hpp"
 #include "game/graphics/GameRenderer.hpp"
+#include "game/host/Options.hpp"
 #include "game/modular/Families.hpp"
 
 #include "vesmo/audio/Studio.hpp"
@@ -16,6 +16,7 @@
 #include "TestSupport.hpp"
 
 #include <glm/gtc/matrix_transform.hpp>
+#include <glm/gtc/type_ptr.hpp>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -82,9 +83,7 @@ protected:
     }
 
     void Start() {
-        ::testing::internal::CaptureStdout();
-        Game::Start();
-        startOutput = ::testing::internal::GetCapturedStdout();
+        startOutput = testing_support::StdoutOf([] { Game::Start(); });
         started = true;
     }
 
@@ -134,9 +133,7 @@ TEST_F(GameLifecycle, StartReachesGameModsThenRendererThenOrkalinMods) {
     EXPECT_TRUE(Game::environmentAudio->IsPlaying());
 
     hooklog::Clear();
-    ::testing::internal::CaptureStdout();
-    Game::Ready();
-    EXPECT_EQ(::testing::internal::GetCapturedStdout(), "Starting game...\n");
+    EXPECT_EQ(testing_support::StdoutOf([] { Game::Ready(); }), "Starting game...\n");
     Hooks ready = hooklog::Hooks();
     std::sort(ready.begin(), ready.end());
     EXPECT_EQ(ready, (Hooks{"Alpha.GAME_Mod:Game_Ready", "Beta.GAME_Mod:Game_Ready"}));
@@ -183,11 +180,8 @@ TEST_F(GameLifecycle, UpdateSetsVolumeAndListenerFromTheRenderer) {
     Game::Update(0.0);
     EXPECT_FLOAT_EQ(studio.GetVolume("bus:/"), 0.4f);
     const auto listener = studio.GetListenerAttributes();
-    EXPECT_FLOAT_EQ(listener.position[0], 10.0f);
-    EXPECT_FLOAT_EQ(listener.position[1], 5.0f);
-    EXPECT_FLOAT_EQ(listener.position[2], -1.0f);
-    for (float v : listener.velocity)
-        EXPECT_EQ(v, 0.0f);
+    EXPECT_EQ(glm::make_vec3(listener.position), glm::vec3(10.0f, 5.0f, -1.0f));
+    EXPECT_EQ(glm::make_vec3(listener.velocity), glm::vec3(0.0f));
     EXPECT_FLOAT_EQ(listener.forward[2], 1.0f);
     EXPECT_FLOAT_EQ(listener.up[1], 1.0f);
     EXPECT_EQ(studio.UpdateCount(), updates + 1);
@@ -240,15 +234,12 @@ TEST_F(GameLifecycle, ClientAndInputHooksReachEveryModuleThatExportsThem) {
                           "Alpha.GAME_Mod:Input_Update_Play", "Alpha.GAME_Mod:Input_Update_Station",
                           "Beta.GAME_Mod:Game_ClientUpdate", "Beta.GAME_Mod:Input_Update",
                           "Beta.GAME_Mod:Input_Update_Play", "Beta.GAME_Mod:Input_Update_Station"}));
-    for (const auto& entry : hooklog::Entries()) {
-        if (entry.hook.ends_with("Input_Update")) {
-            EXPECT_EQ(entry.value, 0.5);
-        } else if (entry.hook.ends_with("Play")) {
-            EXPECT_EQ(entry.value, 0.25);
-        } else if (entry.hook.ends_with("Station")) {
-            EXPECT_EQ(entry.value, 0.125);
-        }
-    }
+    for (const auto& entry : hooklog::Entries())
+        EXPECT_EQ(entry.value, entry.hook.ends_with("Input_Update") ? 0.5
+                               : entry.hook.ends_with("Play")       ? 0.25
+                               : entry.hook.ends_with("Station")    ? 0.125
+                                                                    : entry.value)
+            << entry.hook;
 }
 
 TEST_F(GameLifecycle, StopEndsTheRunAndStartRunsAgain) {
@@ -290,14 +281,11 @@ TEST_F(GameLifecycle, StopEndsTheRunAndStartRunsAgain) {
     EXPECT_TRUE(renderer->trashNew.empty() && renderer->trashOld.empty());
     EXPECT_EQ(Game::environmentAudio, nullptr);
     EXPECT_TRUE(studio.EventInstances().empty());
-    EXPECT_TRUE(Game::uiVisible);
-    EXPECT_FALSE(Game::settingsWindowOpen);
-    EXPECT_FALSE(Game::adminWindowOpen);
-    EXPECT_FALSE(Game::environmentIsLoaded);
-    EXPECT_EQ(Game::parentEnvironmentId, 0u);
-    EXPECT_EQ(Game::relativeEnvironmentId, 0u);
-    EXPECT_EQ(Game::_inputMode, Game::InputMode_Ui);
-    EXPECT_FALSE(Game::_mouseLook);
+    // The session's state is back at its start: UI shown, windows closed, no environment, Ui mode, no look.
+    EXPECT_EQ(std::tuple(Game::uiVisible, Game::settingsWindowOpen, Game::adminWindowOpen, Game::environmentIsLoaded),
+              std::tuple(true, false, false, false));
+    EXPECT_EQ(std::tuple(Game::parentEnvironmentId, Game::relativeEnvironmentId, Game::_inputMode, Game::_mouseLook),
+              std::tuple(0u, 0u, Game::InputMode_Ui, false));
     // Ui mode is forced without asking the window.
     EXPECT_EQ(window.GetInputMode(vesmo::graphics::Window::CURSOR), vesmo::graphics::Window::CURSOR_DISABLED);
     EXPECT_TRUE(Game::_joysticks.empty());
@@ -306,9 +294,8 @@ TEST_F(GameLifecycle, StopEndsTheRunAndStartRunsAgain) {
     // A second run in the same process.
     hooklog::Clear();
     Start();
-    EXPECT_EQ(hooklog::CountOf("Alpha.ORKALIN_Mod:ModuleLoad"), 1u);
-    EXPECT_EQ(hooklog::CountOf("Alpha.ORKALIN_Mod:Load"), 1u);
-    EXPECT_EQ(hooklog::CountOf("Beta.GAME_Mod:Game_Start"), 1u);
+    for (const char* hook : {"Alpha.ORKALIN_Mod:ModuleLoad", "Alpha.ORKALIN_Mod:Load", "Beta.GAME_Mod:Game_Start"})
+        EXPECT_EQ(hooklog::CountOf(hook), 1u) << hook;
     EXPECT_NE(Game::environmentAudio, nullptr);
     EXPECT_TRUE(renderer->IsRendering());
     Game::Update(0.0);

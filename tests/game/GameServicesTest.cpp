@@ -110,8 +110,8 @@ TEST(GameChannels, TextsByName) {
     const std::string huge(5000, 'x');
     Game::SetIMC("channels.huge", huge);
     EXPECT_EQ(Game::GetIMC("channels.huge", ""), huge.substr(0, 4095));
-    Game::SetIMC("channels.huge", huge + "y");
-    EXPECT_EQ(Game::GetIMC("channels.huge", ""), huge.substr(0, 4095));
+    Game::SetIMC("channels.huge", std::string(5000, 'y')); // an overwrite keeps as much, to the last byte
+    EXPECT_EQ(Game::GetIMC("channels.huge", ""), std::string(4095, 'y'));
 
     Game::SetIMC("channels.number", 2.5);
     EXPECT_EQ(Game::GetNumericIMC("channels.number", 0), 2.5);

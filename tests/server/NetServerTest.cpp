@@ -31,12 +31,25 @@ namespace {
 namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
 
-uint16_t FreeUdpPort() {
-    const int s = socket(AF_INET, SOCK_DGRAM, 0);
+sockaddr_in Loopback(uint16_t port) {
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_port = htons(port);
+    return address;
+}
+
+// A UDP socket bound on loopback (port 0: any free one).
+int Socket(uint16_t port, int flags = 0) {
+    const int s = socket(AF_INET, SOCK_DGRAM | flags, 0);
+    sockaddr_in address = Loopback(port);
     bind(s, reinterpret_cast<sockaddr*>(&address), sizeof address);
+    return s;
+}
+
+uint16_t FreeUdpPort() {
+    const int s = Socket(0);
+    sockaddr_in address{};
     socklen_t length = sizeof address;
     getsockname(s, reinterpret_cast<sockaddr*>(&address), &length);
     close(s);
@@ -52,7 +65,7 @@ class LossyRelay {
 public:
     LossyRelay(uint16_t serverPort, double loss, double delaySeconds)
         : _serverPort(serverPort), _loss(loss), _delay(delaySeconds) {
-        _listen = Socket(0);
+        _listen = Socket(0, SOCK_NONBLOCK);
         sockaddr_in address{};
         socklen_t length = sizeof address;
         getsockname(_listen, reinterpret_cast<sockaddr*>(&address), &length);
@@ -76,22 +89,6 @@ private:
         std::vector<uint8_t> bytes;
     };
 
-    static int Socket(uint16_t port) {
-        const int s = socket(AF_INET, SOCK_DGRAM | SOCK_NONBLOCK, 0);
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        address.sin_port = htons(port);
-        bind(s, reinterpret_cast<sockaddr*>(&address), sizeof address);
-        return s;
-    }
-    static sockaddr_in Loopback(uint16_t port) {
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        address.sin_port = htons(port);
-        return address;
-    }
     void Pass(int socket, const sockaddr_in& to, const uint8_t* bytes, size_t size) {
         std::uniform_real_distribution<double> unit(0.0, 1.0);
         if (unit(_random) < _loss)
@@ -115,7 +112,7 @@ private:
                 const uint16_t client = ntohs(from.sin_port);
                 auto [it, added] = _upstream.try_emplace(client, -1);
                 if (added)
-                    it->second = Socket(0);
+                    it->second = Socket(0, SOCK_NONBLOCK);
                 Pass(it->second, Loopback(_serverPort), buffer.data(), size_t(n));
                 length = sizeof from;
             }
@@ -263,13 +260,14 @@ TEST_F(NetServer, ClientsJoinLeaveRejoinAndSeeTheServersPoses) {
     Run(clients, 0.3); // the last tick's snapshot
 
     const std::string out = Output();
-    size_t joined = 0, left = 0;
-    for (size_t at = 0; (at = out.find(" joined (", at)) != std::string::npos; ++at)
-        ++joined;
-    for (size_t at = 0; (at = out.find(" left (", at)) != std::string::npos; ++at)
-        ++left;
-    EXPECT_EQ(joined, 12u) << out;
-    EXPECT_EQ(left, 4u) << out;
+    auto count = [&](const std::string& word) {
+        size_t n = 0;
+        for (size_t at = 0; (at = out.find(word, at)) != std::string::npos; ++at)
+            ++n;
+        return n;
+    };
+    EXPECT_EQ(count(" joined ("), 12u) << out;
+    EXPECT_EQ(count(" left ("), 4u) << out;
 
     ExpectClientsSeeTheDumpedPoses(clients);
 }
@@ -289,16 +287,14 @@ TEST_F(NetServer, SurvivesGarbageFloodsAndLetsAChatteringClientGo) {
     const long memoryBefore = ServerMemory();
     // Raw UDP noise at the port: not even ENet's framing.
     const int s = socket(AF_INET, SOCK_DGRAM, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(port);
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    const sockaddr_in address = Loopback(port);
     std::mt19937 random(5);
     std::vector<uint8_t> noise(1400);
     for (int i = 0; i < 20000; ++i) {
         for (uint8_t& byte : noise)
             byte = uint8_t(random());
-        sendto(s, noise.data(), 1 + random() % noise.size(), 0, reinterpret_cast<sockaddr*>(&address), sizeof address);
+        sendto(s, noise.data(), 1 + random() % noise.size(), 0, reinterpret_cast<const sockaddr*>(&address),
+               sizeof address);
     }
     close(s);
 

@@ -5,10 +5,8 @@
 #include "game/audio/EnvironmentAudio.hpp"
 
 #include "game/Game.hpp"
-#include "game/graphics/GameRenderer.hpp"
 
 #include "vesmo/audio/Studio.hpp"
-#include "vesmo/graphics/HeadlessWindow.hpp"
 
 #include "TestSupport.hpp"
 
@@ -38,11 +36,12 @@ protected:
     }
 
     // One all-object sample with the given distance (hundredths): the objects' share is 1.
-    static EnvironmentAudioData Objects(int distance) {
-        EnvironmentAudioData data;
-        data.objectCount = 3;
-        data.hydrosphereDistance = distance;
-        return data;
+    static EnvironmentAudioData Objects(int distance) { return {0, 0, 3, 0, distance}; }
+    // A record as UpdateData leaves it: counts back at 0, the distance back at its 100 m.
+    static void ExpectReset(const EnvironmentAudioData& data) {
+        EXPECT_EQ(std::tuple(data.missCount, data.terrainCount, data.objectCount, data.hydrosphereCount),
+                  std::tuple(0, 0, 0, 0));
+        EXPECT_EQ(data.hydrosphereDistance, 10000);
     }
 
     testing_support::TempDir folder;
@@ -67,10 +66,7 @@ TEST_F(EnvironmentAudioTest, StaticsStartAtZeroSharesAndNoWater) {
     EXPECT_EXIT(
         {
             EnvironmentAudio audio;
-            EnvironmentAudioData data;
-            data.objectCount = 1;
-            data.missCount = 1;
-            data.hydrosphereDistance = 5000; // 50 metres
+            EnvironmentAudioData data(1, 0, 1, 0, 5000); // water at 50 metres
             audio.UpdateData(&data);
             const bool distance = audio.GetParameter("dist to water") == 0.8f * 10000.0f + 0.2f * 50.0f;
             const bool inside = std::fabs(audio.GetParameter("inside") - std::pow(0.2f * 0.5f, 4.0f)) < 1e-9f;
@@ -81,38 +77,23 @@ TEST_F(EnvironmentAudioTest, StaticsStartAtZeroSharesAndNoWater) {
 
 TEST_F(EnvironmentAudioTest, UpdateDataBlendsAFifthOfEachSampleAndResetsTheRecord) {
     EnvironmentAudio audio;
-    EnvironmentAudioData data;
-    data.missCount = 2;
-    data.terrainCount = 3;
-    data.objectCount = 1;
-    data.hydrosphereCount = 2;
-    data.hydrosphereDistance = 1234;
+    EnvironmentAudioData data{2, 3, 1, 2, 1234};
     audio.UpdateData(&data);
-    EXPECT_EQ(data.missCount, 0);
-    EXPECT_EQ(data.terrainCount, 0);
-    EXPECT_EQ(data.objectCount, 0);
-    EXPECT_EQ(data.hydrosphereCount, 0);
-    EXPECT_EQ(data.hydrosphereDistance, 10000);
+    ExpectReset(data);
 
     float distance = audio.GetParameter("dist to water");
     float objects = std::pow(audio.GetParameter("inside"), 0.25f);
     // Each step: new = 0.8 × old + 0.2 × sample, with the object share over all four counts.
     const std::pair<int, int> steps[] = {{400, 1}, {0, 4}, {9000, 0}, {250, 2}};
     for (const auto& [hundredths, objectCount] : steps) {
-        data.objectCount = objectCount;
-        data.missCount = 1;
-        data.terrainCount = 1;
-        data.hydrosphereCount = 2;
-        data.hydrosphereDistance = hundredths;
-        const float total =
-            static_cast<float>(data.missCount + data.terrainCount + data.objectCount + data.hydrosphereCount);
+        data = {1, 1, objectCount, 2, hundredths};
+        const float total = static_cast<float>(1 + 1 + objectCount + 2);
         audio.UpdateData(&data);
         distance = 0.8f * distance + 0.2f * static_cast<float>(hundredths) / 100.0f;
         objects = 0.8f * objects + 0.2f * static_cast<float>(objectCount) / total;
         EXPECT_FLOAT_EQ(audio.GetParameter("dist to water"), distance) << hundredths;
         EXPECT_NEAR(audio.GetParameter("inside"), std::pow(objects, 4.0f), 1e-6f) << hundredths;
-        EXPECT_EQ(data.hydrosphereDistance, 10000);
-        EXPECT_EQ(data.objectCount, 0);
+        ExpectReset(data);
     }
 }
 
@@ -161,28 +142,25 @@ TEST_F(EnvironmentAudioTest, ParametersReachTheStudioByName) {
 
 TEST_F(EnvironmentAudioTest, WindSetsTheEventVolumeToHalfTheEnvironmentSetting) {
     EnvironmentAudio audio;
-    Game::settings->environment_volume = 1.0f;
-    audio.SetWindSpeed(3.0f, 1.2f);
-    EXPECT_EQ(audio.GetVolume(), 0.5f);
-    Game::settings->environment_volume = 0.3f;
-    audio.SetWindSpeed(3.0f, 1.2f);
-    EXPECT_FLOAT_EQ(audio.GetVolume(), 0.15f);
-    Game::settings->environment_volume = 0.0f;
-    audio.SetWindSpeed(30.0f, 1.2f);
-    EXPECT_EQ(audio.GetVolume(), 0.0f);
+    const std::tuple<float, float, float> rows[] = {{1.0f, 3.0f, 0.5f}, {0.3f, 3.0f, 0.15f}, {0.0f, 30.0f, 0.0f}};
+    for (const auto& [setting, wind, volume] : rows) {
+        Game::settings->environment_volume = setting;
+        audio.SetWindSpeed(wind, 1.2f);
+        EXPECT_FLOAT_EQ(audio.GetVolume(), volume) << setting;
+    }
 }
 
 TEST_F(EnvironmentAudioTest, MissingBanksAndEventAreReportedAndTheGameGoesOn) {
     testing_support::TempDir empty;
     std::filesystem::current_path(empty.Path());
-    ::testing::internal::CaptureStderr();
-    EnvironmentAudio audio;
-    const std::string errors = ::testing::internal::GetCapturedStderr();
-    EXPECT_EQ(errors, "Studio: cannot load bank \"game/audio/banks/Master.bank\": no such file\n"
-                      "Studio: cannot load bank \"game/audio/banks/Master.strings.bank\": no such file\n"
-                      "Studio: cannot load bank \"game/audio/banks/environment.bank\": no such file\n"
-                      "Studio: no loaded bank holds event \"event:/game/environment/planet surface\"; it stays "
-                      "silent\n");
+    std::unique_ptr<EnvironmentAudio> made;
+    EXPECT_EQ(testing_support::StderrOf([&] { made = std::make_unique<EnvironmentAudio>(); }),
+              "Studio: cannot load bank \"game/audio/banks/Master.bank\": no such file\n"
+              "Studio: cannot load bank \"game/audio/banks/Master.strings.bank\": no such file\n"
+              "Studio: cannot load bank \"game/audio/banks/environment.bank\": no such file\n"
+              "Studio: no loaded bank holds event \"event:/game/environment/planet surface\"; it stays "
+              "silent\n");
+    EnvironmentAudio& audio = *made;
     EXPECT_TRUE(studio.LoadedBanks().empty());
     EXPECT_FALSE(audio.IsDescribed());
     EXPECT_TRUE(audio.IsPlaying());
@@ -196,34 +174,4 @@ TEST_F(EnvironmentAudioTest, MissingBanksAndEventAreReportedAndTheGameGoesOn) {
     EXPECT_EQ(audio.GetParameter("wind speed"), 10.0f);
     EXPECT_EQ(audio.GetGain(), 0.0f);
     std::filesystem::current_path(BANK_ROOT);
-}
-
-// Game::Update puts half the master_volume setting on the master bus; the event's gain follows the bus,
-// its volume and the environment bank's curves.
-TEST_F(EnvironmentAudioTest, GameUpdateSetsTheMasterBusToHalfTheSetting) {
-    vesmo::graphics::HeadlessWindow window;
-    game::graphics::GameRenderer renderer(&window, "test", 0);
-    Game::window = &window;
-    Game::renderer = &renderer;
-    Game::Start();
-    ASSERT_NE(Game::environmentAudio, nullptr);
-
-    Game::settings->master_volume = 1.0f;
-    Game::settings->environment_volume = 1.0f;
-    Game::environmentAudio->SetWindSpeed(30.0f, 1.2f); // full wind in full air
-    Game::Update(0.0);
-    EXPECT_EQ(studio.GetVolume("bus:/"), 0.5f);
-    // Not enclosed (inside 0, underwater 0): master 0.5 × event 0.5, the environment bus untouched.
-    EXPECT_FLOAT_EQ(Game::environmentAudio->GetGain(), 0.25f);
-
-    Game::settings->master_volume = 0.6f;
-    Game::Update(0.0);
-    EXPECT_FLOAT_EQ(studio.GetVolume("bus:/"), 0.3f);
-    EXPECT_FLOAT_EQ(Game::environmentAudio->GetGain(), 0.15f);
-
-    Game::Stop();
-    EXPECT_EQ(Game::environmentAudio, nullptr);
-    EXPECT_TRUE(studio.EventInstances().empty());
-    Game::renderer = nullptr;
-    Game::window = nullptr;
 }

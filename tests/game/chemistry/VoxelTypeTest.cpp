@@ -48,10 +48,9 @@ protected:
 } // namespace
 
 TEST(VoxelType, RowZeroIsTheEmptyTypeUnderTheBareFullStop) {
-    EXPECT_EQ(VoxelType::_empty.id, 0);
-    EXPECT_EQ(VoxelType::_empty.name, "");
-    EXPECT_TRUE(VoxelType::_empty.moduleId.IsNull());
-    EXPECT_EQ(VoxelType::_empty.textureIndex, 0u);
+    const VoxelType& empty = VoxelType::_empty;
+    EXPECT_EQ(std::tie(empty.id, empty.name, empty.textureIndex), std::tuple(0, "", 0u));
+    EXPECT_TRUE(empty.moduleId.IsNull());
     EXPECT_EQ(VoxelType::allVoxelTypesByName.at("."), 0);
     EXPECT_EQ(VoxelType::allVoxelTypes.at(0).data, 0u);
     EXPECT_FALSE(VoxelType::locked);
@@ -63,20 +62,17 @@ TEST(VoxelType, ADeclarationRegistersOnceAndReconcilesTheDataWord) {
     const size_t before = Rows();
     VoxelType first("ACME_rocks", "stone", 3, {});
     EXPECT_GE(first.id, 1);
-    EXPECT_EQ(first.moduleId, vesmo::modular::ModuleID("ACME_rocks"));
-    EXPECT_EQ(first.name, "stone");
-    EXPECT_EQ(first.textureIndex, 0u);
+    EXPECT_EQ(std::tie(first.moduleId, first.name, first.textureIndex),
+              std::tuple(vesmo::modular::ModuleID("ACME_rocks"), "stone", 0u));
     EXPECT_EQ(Rows(), before + 1);
 
     // 0 reads the row's word back; any other word rewrites the row, and earlier objects keep their copy.
     VoxelType reader("ACME_rocks", "stone", 0, {});
-    EXPECT_EQ(reader.id, first.id);
-    EXPECT_EQ(reader.data, 3u);
+    EXPECT_EQ(std::tie(reader.id, reader.data), std::tuple(first.id, 3u));
     VoxelType writer("ACME_rocks", "stone", 7, {});
     EXPECT_EQ(writer.id, first.id);
     EXPECT_EQ(VoxelType::allVoxelTypes[first.id].data, 7u);
-    EXPECT_EQ(first.data, 3u);
-    EXPECT_EQ(reader.data, 3u);
+    EXPECT_EQ(std::tie(first.data, reader.data), std::tuple(3u, 3u));
     EXPECT_EQ(Rows(), before + 1);
 
     // The row is a copy: changing the caller's object changes nothing in the table.
@@ -84,8 +80,7 @@ TEST(VoxelType, ADeclarationRegistersOnceAndReconcilesTheDataWord) {
     EXPECT_EQ(VoxelType::allVoxelTypes[first.id].name, "stone");
     // A copy is a copy of all fields and registers nothing.
     const VoxelType copy(writer);
-    EXPECT_EQ(copy.id, writer.id);
-    EXPECT_EQ(copy.data, 7u);
+    EXPECT_EQ(std::tie(copy.id, copy.data), std::tuple(writer.id, 7u));
     EXPECT_EQ(Rows(), before + 1);
 }
 
@@ -136,16 +131,15 @@ TEST_F(WithRenderer, TexturesGoToTheRendererAsOneGroupWithItsSampler) {
     VoxelType grass("ACME_rocks", "grass", 0, {top, side, bottom});
     EXPECT_EQ(grass.textureIndex, 1u);
     EXPECT_EQ(_renderer->TextureCount(), 4u);
-    EXPECT_EQ(_renderer->GetTexture(1).texture, top);
-    EXPECT_EQ(_renderer->GetTexture(2).texture, side);
-    EXPECT_EQ(_renderer->GetTexture(3).texture, bottom);
+    EXPECT_EQ(std::tuple(_renderer->GetTexture(1).texture, _renderer->GetTexture(2).texture,
+                         _renderer->GetTexture(3).texture),
+              std::tuple(top, side, bottom));
     EXPECT_EQ(_renderer->GetTexture(2).sampler, _renderer->GetTextureSampler());
     EXPECT_EQ(VoxelType::allVoxelTypes[grass.id].textureIndex, 1u);
 
     // A second declaration adds its textures again; only its own object shows where they went.
     VoxelType again("ACME_rocks", "grass", 0, {bottom});
-    EXPECT_EQ(again.id, grass.id);
-    EXPECT_EQ(again.textureIndex, 4u);
+    EXPECT_EQ(std::tie(again.id, again.textureIndex), std::tuple(grass.id, 4u));
     EXPECT_EQ(_renderer->TextureCount(), 5u);
     EXPECT_EQ(VoxelType::allVoxelTypes[grass.id].textureIndex, 1u);
 

@@ -272,10 +272,8 @@ TEST_F(ClientSideEntityTest, F5ReloadsAChangedMeshUnderEveryEntityOfTheType) {
     std::filesystem::last_write_time(
         folder.File("arm.gltf"), std::filesystem::last_write_time(folder.File("arm.gltf")) + std::chrono::seconds(5));
     config->meshLastCheck -= 2.0;
-    testing::internal::CaptureStdout();
-    ClientSideEntity::UpdateAll(0.016);
-    const std::string printed = testing::internal::GetCapturedStdout();
-    EXPECT_EQ(printed, "Reloaded mesh: " + folder.File("arm.gltf") + "\n");
+    EXPECT_EQ(testing_support::StdoutOf([] { ClientSideEntity::UpdateAll(0.016); }),
+              "Reloaded mesh: " + folder.File("arm.gltf") + "\n");
 
     for (const auto& entity : {first, second}) {
         const auto& chassis = *entity->renderables.at("chassis");

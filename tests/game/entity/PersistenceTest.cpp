@@ -72,31 +72,14 @@ TEST_F(Persistence, AStateFileIsLaidOutByteForByte) {
     entity->Serialize();
 
     const ServerSideEntity::ModuleID module = Module();
-    const std::string expected = Bytes()
-                                     .Text("ORKALIN!ENTITY !")
-                                     .Value<uint32_t>(1)
-                                     .Value(module.vendor)
-                                     .Value(module.name)
-                                     .Framed("blob")
-                                     .Value<uint64_t>(0x1122334455667788ull)
-                                     .Value<uint64_t>(42)
-                                     .Value<uint64_t>(0xAAAA)
-                                     .Value<uint64_t>(0xBBBB)
-                                     .Vec(1.5, -2.25, 3.0)
-                                     .Value(0.5)
-                                     .Value(-0.5)
-                                     .Value(0.5)
-                                     .Value(-0.5)
-                                     .Value<uint8_t>(1)
-                                     .Vec(4, 5, 6)
-                                     .Vec(-7, -8, -9)
-                                     .Value(0.75)
-                                     .Value<uint8_t>(1) // settled: dynamic at 1.0 s
-                                     .Text("\n\n\n\n")
-                                     .Value<uint64_t>(8 + moduleBytes.size())
-                                     .Framed(moduleBytes)
-                                     .Text("\nEOF")
-                                     .String();
+    // clang-format off
+    const std::string expected = Bytes().Text("ORKALIN!ENTITY !").Value<uint32_t>(1).Value(module.vendor)
+        .Value(module.name).Framed("blob").Value<uint64_t>(0x1122334455667788ull).Value<uint64_t>(42)
+        .Value<uint64_t>(0xAAAA).Value<uint64_t>(0xBBBB).Vec(1.5, -2.25, 3.0)
+        .Value(0.5).Value(-0.5).Value(0.5).Value(-0.5).Value<uint8_t>(1).Vec(4, 5, 6).Vec(-7, -8, -9).Value(0.75)
+        .Value<uint8_t>(1) // settled: dynamic at 1.0 s
+        .Text("\n\n\n\n").Value<uint64_t>(8 + moduleBytes.size()).Framed(moduleBytes).Text("\nEOF").String();
+    // clang-format on
     EXPECT_EQ(entity->GetStateSaveFile(),
               "../Orkalin-data/server/worlds/test world/entities/" + id.ToString() + ".entitystate");
     EXPECT_EQ(Read(entity->GetStateSaveFile()), expected);
@@ -115,24 +98,13 @@ TEST_F(Persistence, ACheckpointIsLaidOutByteForByteAndRollsBack) {
     entity->SerializeCheckpoint();
 
     const Id id = entity->GetID();
-    const std::string expected = Bytes()
-                                     .Text("CHECKPNT")
-                                     .Value<uint32_t>(0)
-                                     .Value(id.First())
-                                     .Value(id.Second())
-                                     .Vec(1, 2, 3)
-                                     .Value(1.0)
-                                     .Vec(0, 0, 0)
-                                     .Vec(0, 0, -1)
-                                     .Vec(0, 0, 0)
-                                     .Value<uint64_t>(3)
-                                     .Value<uint64_t>(4)
-                                     .Value<uint64_t>(9)
-                                     .Value<uint64_t>(0)
-                                     .Value<uint8_t>(1)
-                                     .Value<uint64_t>(4)
-                                     .Value<int32_t>(2) // the counter's own state
-                                     .String();
+    // clang-format off
+    const std::string expected = Bytes().Text("CHECKPNT").Value<uint32_t>(0).Value(id.First()).Value(id.Second())
+        .Vec(1, 2, 3).Value(1.0).Vec(0, 0, 0).Vec(0, 0, -1).Vec(0, 0, 0)
+        .Value<uint64_t>(3).Value<uint64_t>(4).Value<uint64_t>(9).Value<uint64_t>(0).Value<uint8_t>(1)
+        .Value<uint64_t>(4).Value<int32_t>(2) // the counter's own state
+        .String();
+    // clang-format on
     EXPECT_EQ(Read(entity->GetCheckpointSaveFile()), expected);
 
     entity->position = {50, 50, 50};
@@ -157,21 +129,16 @@ TEST_F(Persistence, ACheckpointOfAnotherEntityOrADamagedOneChangesNothing) {
     second->Update(0.1);
     fs::copy_file(first->GetCheckpointSaveFile(), second->GetCheckpointSaveFile());
 
-    testing::internal::CaptureStderr();
-    second->DeserializeCheckpoint();
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Invalid checkpoint parent entity ID\n");
+    auto load = [&] { return testing_support::StderrOf([&] { second->DeserializeCheckpoint(); }); };
+    EXPECT_EQ(load(), "Invalid checkpoint parent entity ID\n");
     EXPECT_EQ(second->position, glm::dvec3(2, 2, 2));
     EXPECT_EQ(_module.Count(second->_interface.get()), 1);
 
     Overwrite(second->GetCheckpointSaveFile(), 8, Bytes().Value<uint32_t>(3).String());
-    testing::internal::CaptureStderr();
-    second->DeserializeCheckpoint();
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Unsupported checkpoint version\n");
+    EXPECT_EQ(load(), "Unsupported checkpoint version\n");
 
     Overwrite(second->GetCheckpointSaveFile(), 0, "X");
-    testing::internal::CaptureStderr();
-    second->DeserializeCheckpoint();
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Invalid checkpoint file\n");
+    EXPECT_EQ(load(), "Invalid checkpoint file\n");
     EXPECT_EQ(second->position, glm::dvec3(2, 2, 2));
 
     // A file that breaks off in the middle leaves the entity as it was, too.
@@ -179,9 +146,7 @@ TEST_F(Persistence, ACheckpointOfAnotherEntityOrADamagedOneChangesNothing) {
     second->position = {3, 3, 3};
     const std::string whole = Read(second->GetCheckpointSaveFile());
     testing_support::WriteText(second->GetCheckpointSaveFile(), whole.substr(0, 60));
-    testing::internal::CaptureStderr();
-    second->DeserializeCheckpoint();
-    EXPECT_NE(testing::internal::GetCapturedStderr().find("Invalid checkpoint file"), std::string::npos);
+    EXPECT_NE(load().find("Invalid checkpoint file"), std::string::npos);
     EXPECT_EQ(second->position, glm::dvec3(3, 3, 3));
 }
 
@@ -306,39 +271,27 @@ TEST_F(Persistence, ADamagedStateFileNamesItsEntityAndTouchesNoOtherFile) {
     for (const Damage& damage : damages) {
         testing_support::WriteText(path(ids[1]), intact);
         Overwrite(path(ids[1]), damage.offset, damage.bytes);
-        ServerSideEntity::Ptr entity;
-        try {
-            vesmo::filesystem::ReadOnlyStream bytes;
-            entity = ServerSideEntity::Create<ServerSideEntity>(ids[1], bytes);
-            FAIL() << "damaged file accepted: " << damage.sentence;
-        } catch (const std::runtime_error& error) {
-            EXPECT_EQ(std::string(error.what()), damage.sentence + ids[1].ToString());
-        }
+        vesmo::filesystem::ReadOnlyStream bytes;
+        EXPECT_EQ(testing_support::ThrownMessage<std::runtime_error>(
+                      [&] { ServerSideEntity::Create<ServerSideEntity>(ids[1], bytes); }),
+                  damage.sentence + ids[1].ToString());
         EXPECT_EQ(Read(path(ids[0])), good0);
         EXPECT_EQ(Read(path(ids[2])), good2);
         EXPECT_EQ(ServerSideEntity::Get(ids[1]), nullptr);
     }
 
     // Through the world's load: the sentence leaves LoadAllEntities, and no file is removed or changed.
-    try {
-        ServerSideEntity::LoadAllEntities();
-        FAIL() << "the damaged world loaded";
-    } catch (const std::runtime_error& error) {
-        EXPECT_EQ(std::string(error.what()),
-                  "Invalid save state interface magic string for entity " + ids[1].ToString());
-    }
+    EXPECT_EQ(testing_support::ThrownMessage<std::runtime_error>(ServerSideEntity::LoadAllEntities),
+              "Invalid save state interface magic string for entity " + ids[1].ToString());
     ServerSideEntity::UnloadAllEntities();
     EXPECT_EQ(Read(path(ids[0])), good0);
     EXPECT_EQ(Read(path(ids[2])), good2);
 
     fs::remove(path(ids[1]));
     vesmo::filesystem::ReadOnlyStream bytes;
-    try {
-        ServerSideEntity::Create<ServerSideEntity>(ids[1], bytes);
-        FAIL() << "missing file accepted";
-    } catch (const std::runtime_error& error) {
-        EXPECT_EQ(std::string(error.what()), "Save state file does not exist for entity " + ids[1].ToString());
-    }
+    EXPECT_EQ(testing_support::ThrownMessage<std::runtime_error>(
+                  [&] { ServerSideEntity::Create<ServerSideEntity>(ids[1], bytes); }),
+              "Save state file does not exist for entity " + ids[1].ToString());
 }
 
 TEST_F(Persistence, TheLoaderSkipsWhatIsNoStateFileAndRefusesBadNames) {
@@ -350,20 +303,12 @@ TEST_F(Persistence, TheLoaderSkipsWhatIsNoStateFileAndRefusesBadNames) {
     EXPECT_EQ(Count(), 0u);
 
     testing_support::WriteText(Folder() + "/short.entitystate", "");
-    try {
-        ServerSideEntity::LoadAllEntities();
-        FAIL();
-    } catch (const std::runtime_error& error) {
-        EXPECT_EQ(std::string(error.what()), "UniqueId string length should be 28");
-    }
+    EXPECT_EQ(testing_support::ThrownMessage<std::runtime_error>(ServerSideEntity::LoadAllEntities),
+              "UniqueId string length should be 28");
     fs::remove(Folder() + "/short.entitystate");
     testing_support::WriteText(Folder() + "/ENTTxx345678EFCDAB8967452301.entitystate", "");
-    try {
-        ServerSideEntity::LoadAllEntities();
-        FAIL();
-    } catch (const std::invalid_argument& error) {
-        EXPECT_EQ(std::string(error.what()), "not a hex digit");
-    }
+    EXPECT_EQ(testing_support::ThrownMessage<std::invalid_argument>(ServerSideEntity::LoadAllEntities),
+              "not a hex digit");
 }
 
 TEST_F(Persistence, ALoadedEntityWithTheIdOfALiveOneIsRefused) {

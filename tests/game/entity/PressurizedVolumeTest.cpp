@@ -1,7 +1,7 @@
 #include "game/entity/PressurizedVolume.hpp"
 
-#include "game/chemistry/Chemistry.hpp"
 #include "game/Game.hpp"
+#include "game/chemistry/Chemistry.hpp"
 #include "game/entity/ServerSideEntity.hpp"
 
 #include "TestSupport.hpp"
@@ -99,9 +99,7 @@ TEST(PressurizedVolume, AnOverfullVolumeShedsWhatDoesNotFitAsALiquid) {
     tank.composition = {{"H2O", 2.5 * water}};
     tank.Update(0.0);
     EXPECT_TRUE(tank.composition.empty());
-    EXPECT_EQ(tank.totalMass, 0.0);
-    EXPECT_EQ(tank.pressure, 0.0);
-    EXPECT_EQ(tank.liquidFraction, 0.0);
+    EXPECT_EQ(std::tuple(tank.totalMass, tank.pressure, tank.liquidFraction), std::tuple(0.0, 0.0, 0.0));
 }
 
 TEST(PressurizedVolume, PushAddsOnlyWhatFitsAndAFullTankTakesNothing) {

@@ -69,4 +69,8 @@ TEST_F(ServerTick, TheTimedPathBooksComponentsOnTheirVehicleAndSmoothsByDeltaTim
 
     Game::ServerUpdate(0.0, 1);
     EXPECT_EQ(Game::serverSideEntityPerformance_avg_time.at(vehicle->GetID()), figure);
+    // A tick of half a second weighs its own time and the average half and half.
+    Game::ServerUpdate(0.5, 1);
+    EXPECT_DOUBLE_EQ(Game::serverSideEntityPerformance_avg_time.at(vehicle->GetID()),
+                     0.5 * figure + 0.5 * Game::_serverSideEntityPerformance_timers.at(vehicle->GetID()));
 }

@@ -116,10 +116,8 @@ TEST_F(Renderer, FrameInitCarriesTheSettingsIntoTheEngine) {
     renderer->debugView = true;
     renderer->debugValue = 0.25f;
     renderer->FrameInit();
-    EXPECT_EQ(renderer->renderScale, 0.5f);
-    EXPECT_EQ(renderer->fov, 85.0f);
-    EXPECT_EQ(renderer->gamma, 2.2f);
-    EXPECT_EQ(renderer->VesmoRenderer::debugValue, 0.25f);
+    EXPECT_EQ(std::tuple(renderer->renderScale, renderer->fov, renderer->gamma, renderer->VesmoRenderer::debugValue),
+              std::tuple(0.5f, 85.0f, 2.2f, 0.25f));
     EXPECT_EQ(renderer->renderFlags, 1 | 8 | 16);
     // Upper-cased in the settings string itself, so the file keeps the engine's spelling.
     EXPECT_EQ(settings.upscaling_algo, "NONE");
@@ -152,8 +150,8 @@ TEST_F(Renderer, TheOriginMovesToTheRoundedCameraBeyondTheThreshold) {
         EXPECT_EQ(glm::dvec3(renderer->originPosition), row.origin) << row.camera.x;
         if (row.moves) {
             EXPECT_EQ(renderer->originPosition.w, 1.0);
-            EXPECT_EQ(renderer->originInt[0], static_cast<int64_t>(row.origin.x));
-            EXPECT_EQ(renderer->originInt[1], static_cast<int64_t>(row.origin.y));
+            EXPECT_EQ(std::tuple(renderer->originInt[0], renderer->originInt[1]),
+                      std::tuple(static_cast<int64_t>(row.origin.x), static_cast<int64_t>(row.origin.y)));
             EXPECT_EQ(renderer->originInverseTransform, glm::inverse(renderer->originReferenceTransform));
             // The camera seen from the origin frame it defines: at the frame's origin.
             EXPECT_NEAR(glm::length(glm::dvec3(renderer->relativeViewMatrix[3])), 0.0, 1e-9);
@@ -170,8 +168,7 @@ TEST_F(Renderer, TheOriginMovesToTheRoundedCameraBeyondTheThreshold) {
         renderer->FrameInit();
         EXPECT_TRUE(renderer->originChanged);
         EXPECT_EQ(renderer->originPosition, glm::dvec4(12.3, 4.56, -7.89, 1.0));
-        EXPECT_EQ(renderer->originInt[0], 12);
-        EXPECT_EQ(renderer->originInt[2], -7);
+        EXPECT_EQ(std::tuple(renderer->originInt[0], renderer->originInt[2]), std::tuple(int64_t(12), int64_t(-7)));
         renderer->FrameInit();
         EXPECT_TRUE(renderer->originChanged);
     }

@@ -72,31 +72,20 @@ TEST_F(MeshTest, CrateHasItsArraysAndMaterial) {
     const Mesh::Geometry& g = *mesh->geometries[0];
     EXPECT_EQ(g.buffer, mesh->buffers[0]);
     EXPECT_EQ(g.buffer->Size(), 840u);
-    EXPECT_EQ(g.vertexCount, 24u);
-    EXPECT_EQ(g.indexCount, 36u);
-    EXPECT_EQ(g.GetPrimitiveStride(), 12u);
-    EXPECT_EQ(g.GetIndexStride(), 2u);
-    EXPECT_EQ(g.geometryKind, 2u);
-    EXPECT_EQ(g.colorsByteAddr, 0u);
-    EXPECT_EQ(g.colorsFloatAddr, 0u);
-    EXPECT_EQ(g.texcoord1Addr, 0u);
+    EXPECT_EQ(std::tuple(g.vertexCount, g.indexCount, g.GetPrimitiveStride(), g.GetIndexStride(), g.geometryKind),
+              std::tuple(24u, 36u, 12u, 2u, 2u));
+    EXPECT_EQ(std::tuple(g.colorsByteAddr, g.colorsFloatAddr, g.texcoord1Addr), std::tuple(0u, 0u, 0u));
     // The first face of the writer's cube: +X, its first corner (0.5, -0.5, -0.5), UV (0, 0), indices 0 1 2 0 2 3.
-    EXPECT_EQ(At<float>(g.positionsAddr, 0), 0.5f);
-    EXPECT_EQ(At<float>(g.positionsAddr, 1), -0.5f);
-    EXPECT_EQ(At<float>(g.normalsAddr, 0), 1.0f);
-    EXPECT_EQ(At<float>(g.normalsAddr, 1), 0.0f);
+    EXPECT_EQ(At<glm::vec2>(g.positionsAddr, 0), glm::vec2(0.5f, -0.5f));
+    EXPECT_EQ(At<glm::vec2>(g.normalsAddr, 0), glm::vec2(1.0f, 0.0f));
     EXPECT_EQ(At<float>(g.texcoord0Addr, 2), 1.0f); // second vertex: u = 1
     const uint16_t firstFace[6] = {0, 1, 2, 0, 2, 3};
     for (int i = 0; i < 6; ++i)
         EXPECT_EQ(At<uint16_t>(g.indicesAddr, i), firstFace[i]);
     EXPECT_EQ(At<uint16_t>(g.indicesAddr, 35), 23);
 
-    EXPECT_EQ(g.materialName, "wood");
-    EXPECT_EQ(g.color, glm::vec4(0.5f, 0.25f, 0.125f, 1.0f));
-    EXPECT_EQ(g.metallic, 0.25f);
-    EXPECT_EQ(g.roughness, 0.75f);
-    EXPECT_EQ(g.emission, glm::vec3(0.1f, 0.2f, 0.3f));
-    EXPECT_EQ(g.baseColorTexture, -1);
+    EXPECT_EQ(std::tie(g.materialName, g.color, g.metallic, g.roughness, g.emission, g.baseColorTexture),
+              std::tuple("wood", glm::vec4(0.5f, 0.25f, 0.125f, 1.0f), 0.25f, 0.75f, glm::vec3(0.1f, 0.2f, 0.3f), -1));
 }
 
 TEST_F(MeshTest, PartsColoursAndMaterials) {
@@ -135,12 +124,8 @@ TEST_F(MeshTest, PartsColoursAndMaterials) {
     };
     for (const Expected& e : table) {
         const Mesh::Geometry& g = *mesh->parts[e.part].geometries[0];
-        SCOPED_TRACE(e.material);
-        EXPECT_EQ(g.materialName, e.material);
-        EXPECT_EQ(g.color, e.color);
-        EXPECT_EQ(g.metallic, e.metallic);
-        EXPECT_EQ(g.roughness, e.roughness);
-        EXPECT_EQ(g.emission, e.emission);
+        EXPECT_EQ(std::tie(g.materialName, g.color, g.metallic, g.roughness, g.emission),
+                  std::tie(e.material, e.color, e.metallic, e.roughness, e.emission));
     }
     EXPECT_EQ(mesh->parts[1].name, "panel");
 
@@ -158,10 +143,8 @@ TEST_F(MeshTest, SeventyThousandVerticesTake32BitIndices) {
     auto mesh = Load("big");
     ASSERT_EQ(mesh->geometries.size(), 1u);
     const Mesh::Geometry& g = *mesh->geometries[0];
-    EXPECT_EQ(g.vertexCount, 70000u);
-    EXPECT_EQ(g.indexCount, 3u * 69998u);
-    EXPECT_EQ(g.geometryKind, 3u);
-    EXPECT_EQ(g.GetIndexStride(), 4u);
+    EXPECT_EQ(std::tuple(g.vertexCount, g.indexCount, g.geometryKind, g.GetIndexStride()),
+              std::tuple(70000u, 3u * 69998u, 3u, 4u));
     EXPECT_EQ(At<uint32_t>(g.indicesAddr, 3 * 69997 + 2), 69999u);
     EXPECT_EQ(g.materialName, "strip");
 }

@@ -46,19 +46,14 @@ TEST(Config, TreeShapeSizesAndIndices) {
     EXPECT_EQ(config.Root().Size(), total);
     EXPECT_EQ(config["modules"][1]["options"]["mass"].Size(), total); // any node tells the whole tree
 
-    EXPECT_TRUE(config.Root().IsMap());
-    EXPECT_FALSE(config.Root().HasKey());
-    EXPECT_EQ(config.Root().Index(), 0);
+    EXPECT_EQ(std::tuple(config.Root().IsMap(), config.Root().HasKey(), config.Root().Index()),
+              std::tuple(true, false, 0));
 
     game::Config::Node modules = config["modules"];
-    EXPECT_TRUE(modules.IsArray());
-    EXPECT_TRUE(modules.HasKey());
-    EXPECT_FALSE(modules.IsValue());
-    EXPECT_EQ(modules.Key(), "modules");
-    EXPECT_EQ(modules.Index(), 5);
-    EXPECT_EQ(modules[1].Index(), 1);
-    EXPECT_FALSE(modules[1].HasKey()); // a sequence item has no key
-    EXPECT_EQ(modules[1].Key(), "");
+    EXPECT_EQ(std::tuple(modules.IsArray(), modules.HasKey(), modules.IsValue(), modules.Key(), modules.Index()),
+              std::tuple(true, true, false, "modules", 5));
+    // A sequence item has no key.
+    EXPECT_EQ(std::tuple(modules[1].Index(), modules[1].HasKey(), modules[1].Key()), std::tuple(1, false, ""));
     EXPECT_EQ(modules[1]["options"].Index(), 2);
     EXPECT_EQ(modules[1]["options"]["mass"].Index(), 1);
 
@@ -86,10 +81,8 @@ TEST(Config, MissingKeysAndIndicesGiveEmptyNodes) {
 
     game::Config::Node missing = config["nothing"]["deeper"][3];
     EXPECT_FALSE(missing);
-    EXPECT_EQ(missing.Size(), 0u);
-    EXPECT_EQ(missing.Index(), -1);
-    EXPECT_EQ(missing.AsString(), "");
-    EXPECT_EQ(missing.Key(), "");
+    EXPECT_EQ(std::tuple(missing.Size(), missing.Index(), missing.AsString(), missing.Key()),
+              std::tuple(0u, -1, "", ""));
     EXPECT_FALSE(missing.HasKey() || missing.IsMap() || missing.IsArray() || missing.IsValue());
     EXPECT_FALSE(missing.IsInt() || missing.IsFloat() || missing.IsNumeric() || missing.IsString());
     EXPECT_TRUE(missing.begin() == missing.end());
@@ -162,13 +155,11 @@ TEST(Config, NumberClassification) {
     }
 
     Parsed parsed("{a: +7, b: .5, c: 5., d: -1e-2, e: 9223372036854775807, f: 18446744073709551615}");
-    EXPECT_EQ(parsed.config["a"].AsInt(), 7);
-    EXPECT_EQ(parsed.config["b"].AsDouble(), 0.5);
-    EXPECT_EQ(parsed.config["c"].AsFloat(), 5.0f);
-    EXPECT_EQ(parsed.config["d"].AsDouble(), -0.01);
-    EXPECT_EQ(parsed.config["e"].AsInt64(), INT64_MAX);
-    EXPECT_EQ(parsed.config["f"].AsUInt64(), UINT64_MAX);
-    EXPECT_EQ(parsed.config["a"].AsDouble(), 7.0); // an integer reads as a real too
+    const game::Config& c = parsed.config;
+    EXPECT_EQ(std::tuple(c["a"].AsInt(), c["b"].AsDouble(), c["c"].AsFloat(), c["d"].AsDouble()),
+              std::tuple(7, 0.5, 5.0f, -0.01));
+    EXPECT_EQ(std::tuple(c["e"].AsInt64(), c["f"].AsUInt64()), std::tuple(INT64_MAX, UINT64_MAX));
+    EXPECT_EQ(c["a"].AsDouble(), 7.0); // an integer reads as a real too
 
     // A map or a sequence is not a value, so none of its tests hold.
     EXPECT_FALSE(parsed.config.Root().IsString());

@@ -1,5 +1,7 @@
 #include "game/host/UniqueId.hpp"
 
+#include "TestSupport.hpp"
+
 #include <gtest/gtest.h>
 
 #include <stdexcept>
@@ -43,18 +45,10 @@ TEST(UniqueId, NullIdAndEmptyText) {
 }
 
 TEST(UniqueId, RefusesBadText) {
-    try {
-        UniqueId("ENTT78563412EFCDAB896745230");
-        FAIL();
-    } catch (const std::runtime_error& error) {
-        EXPECT_STREQ(error.what(), "UniqueId string length should be 28");
-    }
-    try {
-        UniqueId("ENTT7856341GEFCDAB8967452301");
-        FAIL();
-    } catch (const std::invalid_argument& error) {
-        EXPECT_STREQ(error.what(), "not a hex digit");
-    }
+    EXPECT_EQ(testing_support::ThrownMessage<std::runtime_error>([] { UniqueId("ENTT78563412EFCDAB896745230"); }),
+              "UniqueId string length should be 28");
+    EXPECT_EQ(testing_support::ThrownMessage<std::invalid_argument>([] { UniqueId("ENTT7856341GEFCDAB8967452301"); }),
+              "not a hex digit");
 }
 
 TEST(UniqueId, HashIsTheSecondWord) { EXPECT_EQ(std::hash<UniqueId>{}(UniqueId(7, 0x1234)), 0x1234u); }

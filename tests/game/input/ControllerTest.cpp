@@ -8,11 +8,13 @@
 #include "vesmo/graphics/HeadlessWindow.hpp"
 
 #include "TestSupport.hpp"
+#include "support/ImGuiHarness.hpp"
 
 #include <gtest/gtest.h>
 #include <imgui.h>
 
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <thread>
 
@@ -40,17 +42,8 @@ protected:
         Controller::state = {};
         Controller::previousState = {};
         Controller::vehicleGamepadLookMode = true;
-
-        ImGui::CreateContext();
-        ImGuiIO& io = ImGui::GetIO();
-        io.DisplaySize = ImVec2(1280, 720);
-        io.IniFilename = nullptr;
-        unsigned char* pixels = nullptr;
-        int w = 0, h = 0;
-        io.Fonts->GetTexDataAsRGBA32(&pixels, &w, &h);
     }
     void TearDown() override {
-        ImGui::DestroyContext();
         Game::_joysticks.clear();
         HeadlessWindow::DisconnectAllJoysticks();
         Game::settings.reset();
@@ -88,6 +81,7 @@ protected:
         ASSERT_TRUE(ImGui::IsWindowFocused(ImGuiFocusedFlags_AnyWindow));
     }
 
+    test::ImGuiHarness ui; // a live ImGui context, for what it captures and focuses
     testing_support::TempDir folder;
     HeadlessWindow window{1280, 720};
 };
@@ -499,27 +493,23 @@ TEST_F(ControllerTest, WithoutWindowOrSettingsOnlyTheFixedBindingsRead) {
 }
 
 TEST(ControllerBindingStr, FirstPartSetDecides) {
-    using Binding = vesmo::filesystem::ConfigFile::InputBinding;
-    Binding binding;
-    EXPECT_STREQ(Controller::BindingStr(binding), "[NONE]");
-    binding.joystickButton = 15;
-    EXPECT_STREQ(Controller::BindingStr(binding), "JOYSTICK_BUTTON_16");
-    binding.joystickAxis = 0;
-    EXPECT_STREQ(Controller::BindingStr(binding), "JOYSTICK_AXIS_1");
-    binding.gamepadButton = 11;
-    EXPECT_STREQ(Controller::BindingStr(binding), "GAMEPAD_BUTTON_DPAD_UP");
-    binding.gamepadAxis = 4;
-    EXPECT_STREQ(Controller::BindingStr(binding), "GAMEPAD_AXIS_LEFT_TRIGGER");
-    binding.mouseButton = 2;
-    EXPECT_STREQ(Controller::BindingStr(binding), "MOUSE_MIDDLE");
-    binding.mouseButton = 8;
-    EXPECT_STREQ(Controller::BindingStr(binding), "[NONE]");
-    binding.key = KEY_ENTER;
-    EXPECT_STREQ(Controller::BindingStr(binding), "ENTER");
-    binding.key = 91;
-    EXPECT_STREQ(Controller::BindingStr(binding), "LEFT_BRACKET");
-    binding.key = 1000;
-    EXPECT_STREQ(Controller::BindingStr(binding), "NONE");
+    // Each row sets one more part over the last; a part set before it (to the left) loses to it.
+    vesmo::filesystem::ConfigFile::InputBinding b;
+    const std::pair<std::function<void()>, const char*> steps[] = {
+        {[] {}, "[NONE]"},
+        {[&] { b.joystickButton = 15; }, "JOYSTICK_BUTTON_16"},
+        {[&] { b.joystickAxis = 0; }, "JOYSTICK_AXIS_1"},
+        {[&] { b.gamepadButton = 11; }, "GAMEPAD_BUTTON_DPAD_UP"},
+        {[&] { b.gamepadAxis = 4; }, "GAMEPAD_AXIS_LEFT_TRIGGER"},
+        {[&] { b.mouseButton = 2; }, "MOUSE_MIDDLE"},
+        {[&] { b.mouseButton = 8; }, "[NONE]"},
+        {[&] { b.key = KEY_ENTER; }, "ENTER"},
+        {[&] { b.key = 91; }, "LEFT_BRACKET"},
+        {[&] { b.key = 1000; }, "NONE"}};
+    for (const auto& [set, name] : steps) {
+        set();
+        EXPECT_STREQ(Controller::BindingStr(b), name);
+    }
 }
 
 TEST_F(ControllerTest, GameInputUpdateRunsTheControllerTick) {

@@ -29,14 +29,9 @@ protected:
 
 TEST_F(JoystickTest, ConstructionReadsTheDevice) {
     Joystick stick(0);
-    EXPECT_EQ(stick.id, 0);
-    EXPECT_TRUE(stick.connected);
-    EXPECT_EQ(stick.guid, "030000006d04000015c2000010010000");
-    EXPECT_EQ(stick.name, "Stick");
-    EXPECT_FALSE(stick.isGamepad);
-    EXPECT_EQ(stick.axisCount, 4);
-    EXPECT_EQ(stick.buttonCount, 3);
-    EXPECT_EQ(stick.hatCount, 1);
+    EXPECT_EQ(std::tie(stick.id, stick.connected, stick.guid, stick.name, stick.isGamepad),
+              std::tuple(0, true, "030000006d04000015c2000010010000", "Stick", false));
+    EXPECT_EQ(std::tie(stick.axisCount, stick.buttonCount, stick.hatCount), std::tuple(4, 3, 1));
 
     Joystick pad(1);
     EXPECT_TRUE(pad.isGamepad);
@@ -115,8 +110,7 @@ TEST_F(JoystickTest, CalibrationLearnsTheRangeAndAPlainReadingForgetsIt) {
     // A throttle that only travels from 0.2 to 0.8.
     EXPECT_EQ(read(0.2f, true, true), 0.0f); // a single value is no range yet
     EXPECT_EQ(read(0.8f, true, true), 1.0f);
-    EXPECT_FLOAT_EQ(stick.axisMin[1], 0.2f);
-    EXPECT_FLOAT_EQ(stick.axisMax[1], 0.8f);
+    EXPECT_EQ(std::tuple(stick.axisMin[1], stick.axisMax[1]), std::tuple(0.2f, 0.8f));
     EXPECT_FLOAT_EQ(read(0.5f, true, true), 0.5f);
     EXPECT_EQ(read(0.22f, true, true), 0.0f); // within the dead zone above the minimum
     // Not unipolar on a one-sided range: 2n - 1, the dead zone still above the minimum.
@@ -127,8 +121,7 @@ TEST_F(JoystickTest, CalibrationLearnsTheRangeAndAPlainReadingForgetsIt) {
 
     // A plain reading puts the range back to [-1, 1]; calibrating from there centres the axis.
     EXPECT_FLOAT_EQ(read(0.5f, false, false), 0.5f);
-    EXPECT_EQ(stick.axisMin[1], -1.0f);
-    EXPECT_EQ(stick.axisMax[1], 1.0f);
+    EXPECT_EQ(std::tuple(stick.axisMin[1], stick.axisMax[1]), std::tuple(-1.0f, 1.0f));
     EXPECT_FLOAT_EQ(read(0.5f, true, false), 0.5f);
     EXPECT_EQ(read(0.03f, true, false), 0.0f); // centred: the dead zone is around 0
     EXPECT_FLOAT_EQ(read(-0.6f, true, false), -0.6f);

@@ -1,8 +1,10 @@
 // The module host against real shared objects built by the test tree (see tests/CMakeLists.txt).
 
 #include "game/modular/Families.hpp"
+#include "game/modular/ServerHooks.hpp"
 
 #include "HookLog.hpp"
+#include "TestSupport.hpp"
 
 #include <gtest/gtest.h>
 
@@ -104,6 +106,10 @@ TEST_F(ModuleHost, MissingHooksStayNull) {
     SERVER_Mod::Ptr server = SERVER_Mod::LoadModule("Partial", true);
     EXPECT_NE(server->Server_BeforeUpdate, nullptr);
     EXPECT_EQ(server->Server_GameUpdate, nullptr);
+    // The common hooks are found in every family: the rank a server sorts its modules by.
+    SERVER_Mod::Ptr ranked = SERVER_Mod::LoadModule("Alpha", true);
+    ASSERT_NE(ranked->ModuleSort, nullptr);
+    EXPECT_EQ(reinterpret_cast<ModuleSortHook>(ranked->ModuleSort)(), 7);
     GAME_Init::Ptr init = GAME_Init::LoadModule("Alpha", true);
     EXPECT_NE(init->SplashBegin, nullptr);
     EXPECT_EQ(init->SplashEnd, nullptr);
@@ -124,9 +130,8 @@ TEST_F(ModuleHost, FailedLoadReportsAndStoresNothing) {
 
     // The default callback writes the text to the error stream.
     GAME_Mod::ModulesSetLoadErrorCallback([](const char* text) { std::cerr << text << std::endl; });
-    ::testing::internal::CaptureStderr();
-    GAME_Mod::LoadModule("Missing", true);
-    EXPECT_EQ(::testing::internal::GetCapturedStderr().substr(0, prefix.size()), prefix);
+    EXPECT_EQ(testing_support::StderrOf([] { GAME_Mod::LoadModule("Missing", true); }).substr(0, prefix.size()),
+              prefix);
 }
 
 TEST_F(ModuleHost, LoadModuleLibTakesAnyPathAndKey) {

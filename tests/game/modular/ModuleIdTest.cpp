@@ -35,8 +35,7 @@ TEST(ModuleId, RoundTripsAndFoldsCase) {
     // The text splits at the first '_': the rest, '_' included, is the name, and '_' isn't in the alphabet.
     ModuleID twoSplits("AB_c_d");
     EXPECT_NE(twoSplits.vendor, 0u);
-    EXPECT_EQ(twoSplits.name, 0u);
-    EXPECT_EQ(twoSplits.String(), "");
+    EXPECT_EQ(std::tuple(twoSplits.name, twoSplits.String()), std::tuple(0u, ""));
 }
 
 TEST(ModuleId, RefusedTextsWriteNothing) {
@@ -44,15 +43,12 @@ TEST(ModuleId, RefusedTextsWriteNothing) {
          {"", "nounderscore", "1BC_def", "ABC_1ef", "_def", "ABC_", "ABCDEFGHIJKLM_a", "A_abcdefghijklm"}) {
         ModuleID id(7, 9);
         EXPECT_FALSE(id.Assign(text)) << text;
-        EXPECT_EQ(id.vendor, 7u) << text;
-        EXPECT_EQ(id.name, 9u) << text;
+        EXPECT_EQ(std::tuple(id.vendor, id.name), std::tuple(7u, 9u)) << text;
         EXPECT_TRUE(ModuleID(text).IsNull()) << text;
     }
 }
 
 TEST(ModuleId, BadCharacterZeroesItsWordOnly) {
     ModuleID id("AB-C_def");
-    EXPECT_EQ(id.vendor, 0u);
-    EXPECT_EQ(id.name, ModuleID("X_def").name);
-    EXPECT_EQ(id.String(), "");
+    EXPECT_EQ(std::tuple(id.vendor, id.name, id.String()), std::tuple(0u, ModuleID("X_def").name, ""));
 }

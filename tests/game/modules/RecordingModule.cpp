@@ -57,6 +57,7 @@ void Renderer_FrameOverlayCommands(VkCommandBuffer) { RECORD("Renderer_FrameOver
 void Server_BeforeUpdate(double deltaTime) { RECORD_VALUE("Server_BeforeUpdate", deltaTime); }
 #if defined(HOOKS_ALL)
 void Server_GameUpdate(double deltaTime) { RECORD_VALUE("Server_GameUpdate", deltaTime); }
+int ModuleSort() { return 7; }
 #endif
 #endif
 

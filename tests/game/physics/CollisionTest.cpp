@@ -29,17 +29,11 @@ ConvexMeshCollider UnitBoxAt(const glm::dvec3& p, const glm::dmat4& rotation = g
     return c;
 }
 
-TEST(ConvexCollision, SeparatedBoxesDoNotCollide) {
-    // Far apart (the sphere test) and near but apart on one face axis.
+TEST(ConvexCollision, SeparatedAndTouchingBoxesDoNotCollide) {
+    // Far apart (the sphere test), near but apart on one face axis, and an overlap of exactly 0 on x.
     EXPECT_EQ(ConvexCollision(UnitBoxAt({0, 0, 0}), UnitBoxAt({5, 0, 0})).depth, 0.0);
     const Collision near = ConvexCollision(UnitBoxAt({0, 0, 0}), UnitBoxAt({1.01, 0.3, 0}));
-    EXPECT_EQ(near.depth, 0.0);
-    EXPECT_EQ(near.normal, glm::dvec3(0.0));
-    EXPECT_EQ(near.point, glm::dvec3(0.0));
-}
-
-TEST(ConvexCollision, TouchingBoxesDoNotCollide) {
-    // An overlap of exactly 0 on the x axis is no contact.
+    EXPECT_EQ(std::tuple(near.depth, near.normal, near.point), std::tuple(0.0, glm::dvec3(0.0), glm::dvec3(0.0)));
     EXPECT_EQ(ConvexCollision(UnitBoxAt({0, 0, 0}), UnitBoxAt({1, 0, 0})).depth, 0.0);
 }
 
@@ -99,7 +93,7 @@ TEST(ConvexCollision, IdenticalBoxesHaveDepthButNoDirection) {
     EXPECT_EQ(c.normal, glm::dvec3(0.0));
 }
 
-TEST(ConvexCollision, SphereFirstMeetsABoxCornerOnTheVertexAxis) {
+TEST(ConvexCollision, ASphereMeetsABoxCornerOnTheVertexAxisAndAFaceOnItsNormal) {
     ConvexMeshCollider sphere = SphereCollider(0.5f);
     // Diagonally off a corner of the unit box: the face axes all overlap, the corner axis separates.
     sphere.transform = Translation({0.5 + 0.33, 0.5 + 0.33, 0.5 + 0.33});
@@ -111,15 +105,12 @@ TEST(ConvexCollision, SphereFirstMeetsABoxCornerOnTheVertexAxis) {
     EXPECT_NEAR(c.normal.x, 1 / std::sqrt(3.0), 1e-6);
     // The point is on the sphere's surface towards the box.
     EXPECT_NEAR(glm::length(c.point - glm::dvec3(0.75)), 0.5, 1e-9);
-}
 
-TEST(ConvexCollision, SphereOnAFace) {
-    ConvexMeshCollider sphere = SphereCollider(0.5f);
     sphere.transform = Translation({0, 0, 0.9});
-    const Collision c = ConvexCollision(sphere, UnitBoxAt({0, 0, 0}));
-    EXPECT_NEAR(c.depth, 0.1, 1e-6);
-    EXPECT_NEAR(c.normal.z, 1.0, 1e-9);
-    EXPECT_NEAR(c.point.z, 0.4, 1e-6);
+    const Collision face = ConvexCollision(sphere, UnitBoxAt({0, 0, 0}));
+    EXPECT_NEAR(face.depth, 0.1, 1e-6);
+    EXPECT_NEAR(face.normal.z, 1.0, 1e-9);
+    EXPECT_NEAR(face.point.z, 0.4, 1e-6);
 }
 
 // Random pairs for the comparison with the step-by-step narrow phase: boxes (vertices in any order,
@@ -275,10 +266,10 @@ TEST(ConvexCollision, GivesTheBitsOfTheStepByStepNarrowPhase) {
         (slow.depth > 0 ? contacts : separated)[kind]++;
     }
     // Every kind of pair met both answers often enough to mean something.
-    for (int kind : {0, 5, 10, 12, 16, 17, 19})
+    for (int kind : {0, 5, 10, 12, 16, 17, 19}) {
         EXPECT_GT(contacts[kind], 200) << "kind " << kind;
-    for (int kind : {0, 5, 10, 12, 16, 17, 19})
         EXPECT_GT(separated[kind], 200) << "kind " << kind;
+    }
     EXPECT_GT(contacts[14], 1000); // identical pairs always collide
 }
 
@@ -309,12 +300,13 @@ TEST(PotentialBoxBoxIntersection, IsConservativeAndCountsTouching) {
 
 TEST(RayBoxIntersection, SlabTest) {
     const glm::dvec3 lo(-1), hi(1);
-    EXPECT_TRUE(RayBoxIntersection(lo, hi, {-5, 0, 0}, {1, 0, 0}));
-    EXPECT_FALSE(RayBoxIntersection(lo, hi, {-5, 0, 0}, {-1, 0, 0})); // the box is behind
-    EXPECT_TRUE(RayBoxIntersection(lo, hi, {0, 0, 0}, {0, 1, 0}));    // starts inside
-    EXPECT_FALSE(RayBoxIntersection(lo, hi, {-5, 2, 0}, {1, 0, 0}));  // parallel, outside the y slab
-    EXPECT_TRUE(RayBoxIntersection(lo, hi, {-5, 0.5, 0}, {1, 0, 0})); // parallel, inside it
-    EXPECT_FALSE(RayBoxIntersection(lo, hi, {-5, 0, 0}, glm::normalize(glm::dvec3(1, 1, 0))));
+    // Hit, the box behind, starting inside, parallel outside the y slab, parallel inside it, a miss.
+    const std::tuple<glm::dvec3, glm::dvec3, bool> rays[] = {
+        {{-5, 0, 0}, {1, 0, 0}, true},   {{-5, 0, 0}, {-1, 0, 0}, false},
+        {{0, 0, 0}, {0, 1, 0}, true},    {{-5, 2, 0}, {1, 0, 0}, false},
+        {{-5, 0.5, 0}, {1, 0, 0}, true}, {{-5, 0, 0}, glm::normalize(glm::dvec3(1, 1, 0)), false}};
+    for (const auto& [origin, direction, hits] : rays)
+        EXPECT_EQ(RayBoxIntersection(lo, hi, origin, direction), hits) << origin.x << " " << origin.y;
 }
 
 } // namespace

@@ -36,8 +36,7 @@ TEST_F(RigidbodyTest, BoundsVolumeAndCollidersComeFromTheEnabledCollidersAboutTh
     EXPECT_EQ(body.position, glm::dvec3(10.5, 0, 0)); // the centre of mass
     EXPECT_EQ(glm::dvec3(body.colliders[0].transform[3]), glm::dvec3(-0.5, 0, 0));
     EXPECT_DOUBLE_EQ(body.volume, 2.0 * 0.5 * 1.0 * 1.0); // box volume times fill
-    EXPECT_EQ(body.boundsMin, glm::dvec3(-1.5, -0.5, -0.5));
-    EXPECT_EQ(body.boundsMax, glm::dvec3(0.5, 0.5, 0.5));
+    EXPECT_EQ(std::tuple(body.boundsMin, body.boundsMax), std::tuple(glm::dvec3(-1.5, -0.5, -0.5), glm::dvec3(0.5)));
     EXPECT_DOUBLE_EQ(body.boundingRadius, glm::length(glm::dvec3(2, 1, 1)) / 2);
     EXPECT_EQ(body.centerPosition, glm::dvec3(10, 0, 0));
 
@@ -47,8 +46,7 @@ TEST_F(RigidbodyTest, BoundsVolumeAndCollidersComeFromTheEnabledCollidersAboutTh
     empty->boxMax = {1, 1, 1};
     Body bare(empty);
     EXPECT_TRUE(bare.colliders.empty());
-    EXPECT_EQ(bare.volume, 0.0);
-    EXPECT_EQ(bare.boundsMax, glm::dvec3(1.0));
+    EXPECT_EQ(std::tuple(bare.volume, bare.boundsMax), std::tuple(0.0, glm::dvec3(1.0)));
 }
 
 TEST_F(RigidbodyTest, ModuleImpulsesBecomeConstantAccelerationsOverTheFrame) {
@@ -219,10 +217,8 @@ TEST_F(RigidbodyTest, PhysicsSkipsEntitiesWithoutMassOrPhysicsButClearsTheirDirt
     massless->nodesDirty = disabled->nodesDirty = 1;
     for (int i = 0; i < 5; ++i)
         ServerSideEntity::PhysicsUpdate(1.0 / 60, 4);
-    EXPECT_EQ(massless->position.z, 10.0);
-    EXPECT_EQ(disabled->position.z, 10.0);
-    EXPECT_EQ(massless->nodesDirty, 0);
-    EXPECT_EQ(disabled->nodesDirty, 0);
+    EXPECT_EQ(std::tuple(massless->position.z, disabled->position.z, massless->nodesDirty, disabled->nodesDirty),
+              std::tuple(10.0, 10.0, 0, 0));
 }
 
 TEST_F(RigidbodyTest, OrbitingBodiesTakeOneStepAFrameWithoutAnEnvironment) {

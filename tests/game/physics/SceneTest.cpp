@@ -359,12 +359,10 @@ TEST_F(Scene, ZeroSubStepsMoveNothingButStillApplyTheEntityState) {
     box->nodesDirty = 1;
     box->transformCacheValid = 1;
     ServerSideEntity::PhysicsUpdate(kTick, 0);
-    EXPECT_EQ(box->position, glm::dvec3(0, 0, 10));
-    EXPECT_EQ(box->linearVelocity, glm::dvec3(1, 2, 3));
+    EXPECT_EQ(std::tuple(box->position, box->linearVelocity), std::tuple(glm::dvec3(0, 0, 10), glm::dvec3(1, 2, 3)));
     // The frame still happened: impulses consumed, flags cleared, the cache invalidated.
-    EXPECT_EQ(box->pendingImpulses.linear, glm::dvec3(0.0));
-    EXPECT_EQ(box->nodesDirty, 0);
-    EXPECT_EQ(box->transformCacheValid, 0);
+    EXPECT_EQ(std::tuple(box->pendingImpulses.linear, box->nodesDirty, box->transformCacheValid),
+              std::tuple(glm::dvec3(0.0), 0, 0));
 }
 
 TEST_F(Scene, AnUnknownEnvironmentThrowsAndReleasesTheRegistry) {

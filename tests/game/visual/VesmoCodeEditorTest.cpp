@@ -57,11 +57,9 @@ TEST_F(VesmoCodeEditorTest, UndoAndRedoKeysStepThroughTheHistory) {
     ASSERT_EQ(editor.history.size(), 2u);
 
     ui.Shortcut(test::key::Z);
-    EXPECT_EQ(editor.nodes.size(), 1u);
-    EXPECT_EQ(editor.historyPosition, 1u);
+    EXPECT_EQ(std::tuple(editor.nodes.size(), editor.historyPosition), std::tuple(1u, 1u));
     ui.Shortcut(test::key::Y);
-    EXPECT_EQ(editor.nodes.size(), 2u);
-    EXPECT_EQ(editor.historyPosition, 0u);
+    EXPECT_EQ(std::tuple(editor.nodes.size(), editor.historyPosition), std::tuple(2u, 0u));
     EXPECT_EQ(editor.history.size(), 2u) << "stepping through the history pushes nothing";
 }
 
@@ -76,8 +74,7 @@ TEST_F(VesmoCodeEditorTest, ReadOnlyEditorOffersNoPaletteAndNoUndo) {
     ui.Click(ui.windowPos + ImVec2(500.0f, 400.0f), 1);
     EXPECT_TRUE(ImGui::GetCurrentContext()->OpenPopupStack.empty());
     ui.Shortcut(test::key::Z);
-    EXPECT_EQ(editor.nodes.size(), 2u);
-    EXPECT_EQ(editor.historyPosition, 0u);
+    EXPECT_EQ(std::tuple(editor.nodes.size(), editor.historyPosition), std::tuple(2u, 0u));
     EXPECT_FALSE(Editor::VesmoNode::_locked) << "the lock lives for the editor's frame only";
 }
 
@@ -101,8 +98,7 @@ TEST_F(VesmoCodeEditorTest, EveryClassDrawsEditableAndLocked) {
         for (size_t i = 0; i < all.size(); ++i)
             ui.MoveTo(ui.windowPos + ImVec2(all[i]->pos.x + 60.0f, all[i]->pos.y + 30.0f));
     }
-    EXPECT_EQ(editor.nodes.size(), all.size());
-    EXPECT_EQ(editor.inputPinPositions.size(), all.size());
+    EXPECT_EQ(std::tuple(editor.nodes.size(), editor.inputPinPositions.size()), std::tuple(all.size(), all.size()));
     EXPECT_EQ(editor.outputPinPositions.size(), all.size() - 4) << "outputs, prints, executes, includes: no pin";
 }
 

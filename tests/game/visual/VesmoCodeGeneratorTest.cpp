@@ -350,38 +350,17 @@ TEST(VesmoCodeGenerator, SwitchWithTextCasesAndComputedSelector) {
 }
 
 TEST(VesmoCodeGenerator, MathOperationsByTitle) {
-    const std::vector<std::pair<std::string, std::string>> cases = {{"ADD", "($x + $y)"},
-                                                                    {"SUBTRACT", "($x - $y)"},
-                                                                    {"MULTIPLY", "($x * $y)"},
-                                                                    {"DIVIDE", "($x / $y)"},
-                                                                    {"MODULO", "($x % $y)"},
-                                                                    {"EQUAL", "($x == $y)"},
-                                                                    {"GREATER", "($x > $y)"},
-                                                                    {"LESSER", "($x < $y)"},
-                                                                    {"AND", "($x and $y)"},
-                                                                    {"OR", "($x or $y)"},
-                                                                    {"XOR", "($x xor $y)"},
-                                                                    {"NOT", "(!$x)"},
-                                                                    {"NEGATIVE", "(-$x)"},
-                                                                    {"ABSOLUTE", "abs($x)"},
-                                                                    {"SIGN", "sign($x)"},
-                                                                    {"SIN", "sin($x)"},
-                                                                    {"COS", "cos($x)"},
-                                                                    {"TAN", "tan($x)"},
-                                                                    {"ASIN", "asin($x)"},
-                                                                    {"ACOS", "acos($x)"},
-                                                                    {"ATAN", "atan($x)"},
-                                                                    {"FLOOR", "floor($x)"},
-                                                                    {"CEIL", "ceil($x)"},
-                                                                    {"ROUND", "round($x)"},
-                                                                    {"FRACT", "fract($x)"},
-                                                                    {"SQRT", "sqrt($x)"},
-                                                                    {"POW", "pow($x, $y)"},
-                                                                    {"LOG", "log($x, $y)"},
-                                                                    {"STEP", "step($x, $y)"},
-                                                                    {"CLAMP", "clamp($x, $y, $z)"},
-                                                                    {"SMOOTHSTEP", "smoothstep($x, $y, $z)"},
-                                                                    {"LERP", "lerp($x, $y, $z)"}};
+    // clang-format off
+    const std::vector<std::pair<std::string, std::string>> cases = {
+        {"ADD", "($x + $y)"}, {"SUBTRACT", "($x - $y)"}, {"MULTIPLY", "($x * $y)"}, {"DIVIDE", "($x / $y)"},
+        {"MODULO", "($x % $y)"}, {"EQUAL", "($x == $y)"}, {"GREATER", "($x > $y)"}, {"LESSER", "($x < $y)"},
+        {"AND", "($x and $y)"}, {"OR", "($x or $y)"}, {"XOR", "($x xor $y)"}, {"NOT", "(!$x)"}, {"NEGATIVE", "(-$x)"},
+        {"ABSOLUTE", "abs($x)"}, {"SIGN", "sign($x)"}, {"SIN", "sin($x)"}, {"COS", "cos($x)"}, {"TAN", "tan($x)"},
+        {"ASIN", "asin($x)"}, {"ACOS", "acos($x)"}, {"ATAN", "atan($x)"}, {"FLOOR", "floor($x)"}, {"CEIL", "ceil($x)"},
+        {"ROUND", "round($x)"}, {"FRACT", "fract($x)"}, {"SQRT", "sqrt($x)"}, {"POW", "pow($x, $y)"},
+        {"LOG", "log($x, $y)"}, {"STEP", "step($x, $y)"}, {"CLAMP", "clamp($x, $y, $z)"},
+        {"SMOOTHSTEP", "smoothstep($x, $y, $z)"}, {"LERP", "lerp($x, $y, $z)"}};
+    // clang-format on
     EXPECT_EQ(cases.size(), Editor::MathNode::Operations().size());
     for (const auto& [operation, expected] : cases) {
         Program p;

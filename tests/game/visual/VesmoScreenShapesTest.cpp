@@ -19,13 +19,10 @@ TEST(VesmoScreenPixels, GetPixelReadsByLinearIndexAndZeroOutside) {
     VesmoScreen screen(4, 3, 8, 16);
     for (size_t i = 0; i < screen.pixels.size(); ++i)
         screen.pixels[i] = static_cast<uint32_t>(100 + i);
-    EXPECT_EQ(screen.GetPixel(2, 1), 106u);
-    EXPECT_EQ(screen.GetPixel(4, 0), 104u); // x == width reads the start of the next row
-    EXPECT_EQ(screen.GetPixel(-1, 1), 103u);
-    EXPECT_EQ(screen.GetPixel(3, 2), 111u);
-    EXPECT_EQ(screen.GetPixel(4, 2), 0u);
-    EXPECT_EQ(screen.GetPixel(-1, 0), 0u);
-    EXPECT_EQ(screen.GetPixel(0, 3), 0u);
+    // x == width reads the start of the next row, x == -1 the end of the one before; outside the pixels, 0.
+    EXPECT_EQ(std::tuple(screen.GetPixel(2, 1), screen.GetPixel(4, 0), screen.GetPixel(-1, 1), screen.GetPixel(3, 2)),
+              std::tuple(106u, 104u, 103u, 111u));
+    EXPECT_EQ(std::tuple(screen.GetPixel(4, 2), screen.GetPixel(-1, 0), screen.GetPixel(0, 3)), std::tuple(0u, 0u, 0u));
 }
 
 TEST(VesmoScreenPixels, BlendingMixesLowerBytesAndAddsAlpha) {
@@ -70,10 +67,8 @@ TEST(VesmoScreenLine, TruncatesTowardZeroSoMinusHalfLandsOnColumnZero) {
 TEST(VesmoScreenRect, TranslucentCornersAreStrokedTwice) {
     VesmoScreen screen = Blank(4, 3);
     screen.DrawRect(0, 0, 4, 3, 0x80FFFFFF, 0);
-    EXPECT_EQ(screen.GetPixel(0, 0), 0xFFBFBFBFu);
-    EXPECT_EQ(screen.GetPixel(3, 2), 0xFFBFBFBFu);
-    EXPECT_EQ(screen.GetPixel(1, 0), 0xFF808080u);
-    EXPECT_EQ(screen.GetPixel(1, 1), kBack);
+    EXPECT_EQ(std::tuple(screen.GetPixel(0, 0), screen.GetPixel(3, 2), screen.GetPixel(1, 0), screen.GetPixel(1, 1)),
+              std::tuple(0xFFBFBFBFu, 0xFFBFBFBFu, 0xFF808080u, kBack));
 }
 
 // --- Shapes as pictures: one fresh screen per case ---

@@ -36,7 +36,7 @@ struct Placed {
     int y;
     const char* text;
 };
-VesmoScreen Reference(int width, int height, std::initializer_list<Placed> lines, int textScale = 1) {
+VesmoScreen Reference(int width, int height, const std::vector<Placed>& lines, int textScale = 1) {
     VesmoScreen screen = TextScreen(width, height);
     screen.textScale = textScale;
     for (const Placed& line : lines)
@@ -69,60 +69,46 @@ uint64_t Fnv1a(const std::vector<uint32_t>& pixels) {
 
 } // namespace
 
-TEST(VesmoScreenText, SplitsAtLineFeedsAndAtBackslashN) {
-    const VesmoScreen expected = Reference(64, 40, {{2, 1, "ab"}, {2, 17, "cd"}});
-    ASSERT_GT(CountNot(expected, kBack), 20);
-    EXPECT_EQ(Written(64, 40, 0, 2, 1, "ab\ncd").pixels, expected.pixels);
-    EXPECT_EQ(Written(64, 40, 0, 2, 1, "ab\\ncd").pixels, expected.pixels);
-    // An empty line in the middle still moves the pen down.
-    EXPECT_EQ(Written(64, 40, 0, 2, 1, "ab\\n\ncd").pixels, Reference(64, 40, {{2, 1, "ab"}, {2, 33, "cd"}}).pixels);
-}
-
-TEST(VesmoScreenText, FinalLineFeedAddsNoLineButInnerEmptyLinesCount) {
-    // Bottom alignment shows the number of lines: the block ends at the screen's bottom.
-    const VesmoScreen one = Reference(40, 48, {{0, 48 - 16, "ab"}});
-    EXPECT_EQ(Written(40, 48, 8, 0, 0, "ab").pixels, one.pixels);
-    EXPECT_EQ(Written(40, 48, 8, 0, 0, "ab\n").pixels, one.pixels);
-    EXPECT_EQ(Written(40, 48, 8, 0, 0, "ab\\n").pixels, one.pixels);
-    EXPECT_EQ(Written(40, 48, 8, 0, 0, "ab\n\n").pixels, Reference(40, 48, {{0, 48 - 32, "ab"}}).pixels);
-}
-
-TEST(VesmoScreenText, HorizontalAlignmentBits) {
-    // 64 wide, "ab" is two advances of 8.
-    EXPECT_EQ(Written(64, 20, 1, 3, 2, "ab").pixels, Reference(64, 20, {{4, 2, "ab"}}).pixels);
-    EXPECT_EQ(Written(64, 20, 2, 3, 2, "ab").pixels, Reference(64, 20, {{3 + 64 + 1 - 1 - 16, 2, "ab"}}).pixels);
-    EXPECT_EQ(Written(64, 20, 3, 3, 2, "ab").pixels, Reference(64, 20, {{4, 2, "ab"}}).pixels); // left wins
-    // Centre on both axes: x + 32 - 8, y + 10 - 8.
-    EXPECT_EQ(Written(64, 20, 16, 3, 2, "ab").pixels, Reference(64, 20, {{27, 4, "ab"}}).pixels);
-    // Centring never starts left of x + 1, even for text wider than the screen.
-    EXPECT_EQ(Written(64, 20, 16, 0, 0, "abcdefghij").pixels, Reference(64, 20, {{1, 2, "abcdefghij"}}).pixels);
-    // Each line of a block is aligned by its own length.
-    EXPECT_EQ(Written(64, 40, 2, 0, 0, "ab\nabc").pixels, Reference(64, 40, {{48, 0, "ab"}, {40, 16, "abc"}}).pixels);
-}
-
-TEST(VesmoScreenText, VerticalAlignmentBitsAndCentreOnTheOtherAxis) {
-    EXPECT_EQ(Written(40, 64, 4, 0, 5, "ab").pixels, Reference(40, 64, {{0, 6, "ab"}}).pixels);
-    EXPECT_EQ(Written(40, 64, 12, 0, 5, "ab").pixels, Reference(40, 64, {{0, 6, "ab"}}).pixels); // top wins
-    EXPECT_EQ(Written(40, 64, 8, 0, -3, "ab\ncd").pixels, Reference(40, 64, {{0, 29, "ab"}, {0, 45, "cd"}}).pixels);
-    // Left on x, centre decides y: 64 / 2 - 32 / 2 = 16.
-    EXPECT_EQ(Written(40, 64, 1 | 16, 0, 0, "ab\ncd").pixels, Reference(40, 64, {{1, 16, "ab"}, {1, 32, "cd"}}).pixels);
-    // Bottom on y, centre decides x: 40 / 2 - 16 / 2 = 12.
-    EXPECT_EQ(Written(40, 64, 8 | 16, 0, 0, "ab").pixels, Reference(40, 64, {{12, 48, "ab"}}).pixels);
-}
-
-TEST(VesmoScreenText, AlignmentScalesWithTextScale) {
-    // Right: x + width + textScale - 1 - characters * charWidth * textScale.
-    EXPECT_EQ(Written(80, 40, 2, 0, 0, "ab", 2).pixels, Reference(80, 40, {{80 + 2 - 1 - 32, 0, "ab"}}, 2).pixels);
-    // Bottom: two lines of 32.
-    EXPECT_EQ(Written(80, 80, 8, 0, 0, "a\nb", 2).pixels, Reference(80, 80, {{0, 16, "a"}, {0, 48, "b"}}, 2).pixels);
-}
-
-TEST(VesmoScreenText, CountsUtf8CodePointsNotBytes) {
-    // "é" is two bytes and one character: right alignment moves it back by one advance.
-    EXPECT_EQ(Written(40, 20, 2, 0, 0, "\xC3\xA9").pixels, Reference(40, 20, {{40 - 8, 0, "\xC3\xA9"}}).pixels);
-    EXPECT_EQ(Written(40, 20, 2, 0, 0, "a\xE2\x82\xAC").pixels,
-              Reference(40, 20, {{40 - 16, 0, "a\xE2\x82\xAC"}}).pixels);
-    EXPECT_GT(CountNot(Reference(40, 20, {{0, 0, "\xC3\xA9"}}), kBack), 10);
+// Write's layout, each row against the same text put line by line with WriteLine at the pens it should get.
+TEST(VesmoScreenText, WriteSplitsLinesAndAlignsThemByTheirCharacters) {
+    struct Row {
+        int width, height, align, x, y;
+        std::string_view text;
+        int scale;
+        std::vector<Placed> lines;
+    };
+    // clang-format off
+    const Row rows[] = {
+        // Line feeds and "\n" split; an empty line in the middle still moves the pen down.
+        {64, 40, 0, 2, 1, "ab\ncd", 1, {{2, 1, "ab"}, {2, 17, "cd"}}}, {64, 40, 0, 2, 1, "ab\\ncd", 1, {{2, 1, "ab"}, {2, 17, "cd"}}},
+        {64, 40, 0, 2, 1, "ab\\n\ncd", 1, {{2, 1, "ab"}, {2, 33, "cd"}}},
+        // Bottom alignment shows the number of lines: a final line feed adds none, inner empty lines count.
+        {40, 48, 8, 0, 0, "ab", 1, {{0, 48 - 16, "ab"}}},    {40, 48, 8, 0, 0, "ab\n", 1, {{0, 48 - 16, "ab"}}},
+        {40, 48, 8, 0, 0, "ab\\n", 1, {{0, 48 - 16, "ab"}}}, {40, 48, 8, 0, 0, "ab\n\n", 1, {{0, 48 - 32, "ab"}}},
+        // Horizontal bits, 64 wide, "ab" two advances of 8: left, right, both (left wins).
+        {64, 20, 1, 3, 2, "ab", 1, {{4, 2, "ab"}}}, {64, 20, 2, 3, 2, "ab", 1, {{3 + 64 + 1 - 1 - 16, 2, "ab"}}},
+        {64, 20, 3, 3, 2, "ab", 1, {{4, 2, "ab"}}},
+        // Centre on both axes (x + 32 - 8, y + 10 - 8), never left of x + 1 even for text wider than the screen.
+        {64, 20, 16, 3, 2, "ab", 1, {{27, 4, "ab"}}}, {64, 20, 16, 0, 0, "abcdefghij", 1, {{1, 2, "abcdefghij"}}},
+        // Each line of a block is aligned by its own length.
+        {64, 40, 2, 0, 0, "ab\nabc", 1, {{48, 0, "ab"}, {40, 16, "abc"}}},
+        // Vertical bits: top, both (top wins), bottom.
+        {40, 64, 4, 0, 5, "ab", 1, {{0, 6, "ab"}}}, {40, 64, 12, 0, 5, "ab", 1, {{0, 6, "ab"}}},
+        {40, 64, 8, 0, -3, "ab\ncd", 1, {{0, 29, "ab"}, {0, 45, "cd"}}},
+        // Left on x with centre deciding y (64 / 2 - 32 / 2); bottom with centre deciding x (40 / 2 - 16 / 2).
+        {40, 64, 1 | 16, 0, 0, "ab\ncd", 1, {{1, 16, "ab"}, {1, 32, "cd"}}}, {40, 64, 8 | 16, 0, 0, "ab", 1, {{12, 48, "ab"}}},
+        // With the text scale: right is x + width + scale - 1 - characters * 8 * scale; two lines of 32.
+        {80, 40, 2, 0, 0, "ab", 2, {{80 + 2 - 1 - 32, 0, "ab"}}}, {80, 80, 8, 0, 0, "a\nb", 2, {{0, 16, "a"}, {0, 48, "b"}}},
+        // UTF-8 code points count, not bytes: a two-byte and a three-byte character are one advance each.
+        {40, 20, 2, 0, 0, "\xC3\xA9", 1, {{40 - 8, 0, "\xC3\xA9"}}}, {40, 20, 2, 0, 0, "a\xE2\x82\xAC", 1, {{40 - 16, 0, "a\xE2\x82\xAC"}}},
+    };
+    // clang-format on
+    for (const Row& row : rows) {
+        const VesmoScreen expected = Reference(row.width, row.height, row.lines, row.scale);
+        ASSERT_GT(CountNot(expected, kBack), 10) << row.text;
+        EXPECT_EQ(Written(row.width, row.height, row.align, row.x, row.y, row.text, row.scale).pixels, expected.pixels)
+            << "align " << row.align << ": " << row.text;
+    }
 }
 
 TEST(VesmoScreenText, ColourZeroAndEmptyText) {

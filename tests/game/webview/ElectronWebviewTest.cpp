@@ -172,9 +172,8 @@ TEST(ElectronWebview, AFailedWriteIsReportedAndItsCommandLost) {
     PipeServer pipe("view");
     ElectronWebview webview;
     webview.Close("a");
-    testing::internal::CaptureStderr();
-    webview.WriteToPipe(pipe);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Broken pipe with ELECTRON_WEBVIEW in Write Thread\n");
+    EXPECT_EQ(testing_support::StderrOf([&] { webview.WriteToPipe(pipe); }),
+              "Broken pipe with ELECTRON_WEBVIEW in Write Thread\n");
 }
 
 TEST_F(WebviewWire, ImagesReachTheirViewsTexture) {

@@ -14,14 +14,10 @@ TEST(PipeServer, MakesBothFifosUnderTheDataFolderAndRemovesThem) {
     PipeFolder folder;
     {
         PipeServer pipe("view");
-        EXPECT_EQ(pipe.path, "../Orkalin-data/view");
-        EXPECT_EQ(pipe.writeFd, -1);
-        EXPECT_EQ(pipe.readFd, -1);
-        EXPECT_TRUE(IsFifo(folder.Data("view.s2c")));
-        EXPECT_TRUE(IsFifo(folder.Data("view.c2s")));
+        EXPECT_EQ(std::tuple(pipe.path, pipe.writeFd, pipe.readFd), std::tuple("../Orkalin-data/view", -1, -1));
+        EXPECT_TRUE(IsFifo(folder.Data("view.s2c")) && IsFifo(folder.Data("view.c2s")));
     }
-    EXPECT_FALSE(std::filesystem::exists(folder.Data("view.s2c")));
-    EXPECT_FALSE(std::filesystem::exists(folder.Data("view.c2s")));
+    EXPECT_FALSE(std::filesystem::exists(folder.Data("view.s2c")) || std::filesystem::exists(folder.Data("view.c2s")));
 }
 
 TEST(PipeServer, ReusesALeftoverPairAndWorksAgainAfterAnEarlierOne) {
@@ -90,6 +86,5 @@ TEST(PipeServer, WithoutTheDataFolderReadGivesZeroAndWriteFalse) {
     char buffer[8];
     EXPECT_EQ(pipe.Read(buffer, sizeof(buffer)), 0u);
     EXPECT_FALSE(pipe.Write("ping ", 5));
-    EXPECT_EQ(pipe.readFd, -1);
-    EXPECT_EQ(pipe.writeFd, -1);
+    EXPECT_EQ(std::tuple(pipe.readFd, pipe.writeFd), std::tuple(-1, -1));
 }

@@ -3,6 +3,8 @@
 
 #include "vesmo/audio/Bank.hpp"
 
+#include "TestSupport.hpp"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -26,10 +28,10 @@ TEST(Bank, ParsesEventsWithSoundLoopBusAndCurves) {
     EXPECT_EQ(bank.path, "game/audio/banks/environment.bank");
     ASSERT_EQ(bank.events.size(), 2u);
     const auto& surface = bank.events[0];
-    EXPECT_EQ(surface.path, "event:/game/environment/planet surface");
-    EXPECT_EQ(surface.sound, "game/audio/banks/environment/wind.wav"); // beside the bank
-    EXPECT_TRUE(surface.loop);
-    EXPECT_EQ(surface.bus, "bus:/environment");
+    // The sound is found beside the bank.
+    EXPECT_EQ(std::tie(surface.path, surface.sound, surface.loop, surface.bus),
+              std::tuple("event:/game/environment/planet surface", "game/audio/banks/environment/wind.wav", true,
+                         "bus:/environment"));
     ASSERT_EQ(surface.curves.size(), 2u);
     EXPECT_EQ(surface.curves[0].parameter, "wind speed");
     EXPECT_EQ(surface.curves[0].points,
@@ -37,10 +39,8 @@ TEST(Bank, ParsesEventsWithSoundLoopBusAndCurves) {
     EXPECT_EQ(surface.curves[1].parameter, "dist to water");
 
     const auto& click = bank.events[1];
-    EXPECT_EQ(click.path, "event:/ui/click");
-    EXPECT_EQ(click.sound, "game/audio/banks/click.wav");
-    EXPECT_FALSE(click.loop);
-    EXPECT_EQ(click.bus, "bus:/");
+    EXPECT_EQ(std::tie(click.path, click.sound, click.loop, click.bus),
+              std::tuple("event:/ui/click", "game/audio/banks/click.wav", false, "bus:/"));
     EXPECT_TRUE(click.curves.empty());
 
     EXPECT_TRUE(Bank::Parse("# only words\n", "Master.strings.bank").events.empty());
@@ -76,11 +76,7 @@ TEST(Bank, RefusesEachBadLineByNumber) {
         {"[e]\n[e]\n", "line 2: event \"e\" appears twice"},
     };
     for (const auto& [text, message] : cases) {
-        try {
-            Bank::Parse(text, "b.bank");
-            ADD_FAILURE() << "accepted: " << text;
-        } catch (const std::runtime_error& error) {
-            EXPECT_STREQ(error.what(), message) << text;
-        }
+        EXPECT_EQ(testing_support::ThrownMessage<std::runtime_error>([&] { Bank::Parse(text, "b.bank"); }), message)
+            << text;
     }
 }

@@ -34,10 +34,8 @@ TEST_F(StudioTest, LoadsBanksOnceInOrderAndKeepsTheFirstDescriptionOfAnEvent) {
     const std::string first = Bank("first.bank", "[event:/a]\nsound = a.wav\n[event:/shared]\nbus = bus:/one\n");
     const std::string second = Bank("second.bank", "[event:/shared]\nbus = bus:/two\n[event:/b]\n");
     const std::string empty = Bank("strings.bank", "# nothing\n");
-    EXPECT_TRUE(studio.LoadBank(first.c_str()));
-    EXPECT_TRUE(studio.LoadBank(empty.c_str()));
-    EXPECT_TRUE(studio.LoadBank(second.c_str()));
-    EXPECT_TRUE(studio.LoadBank(first.c_str())); // again: nothing changes
+    for (const std::string& bank : {first, empty, second, first}) // the second time of the first changes nothing
+        EXPECT_TRUE(studio.LoadBank(bank.c_str())) << bank;
     EXPECT_EQ(studio.LoadedBanks(), (std::vector<std::string>{first, empty, second}));
 
     ASSERT_TRUE(studio.FindEvent("event:/a"));
@@ -49,14 +47,11 @@ TEST_F(StudioTest, LoadsBanksOnceInOrderAndKeepsTheFirstDescriptionOfAnEvent) {
 
 TEST_F(StudioTest, AMissingOrBrokenBankIsOneLineOnStderrAndNothingLoaded) {
     const std::string missing = folder.File("nowhere.bank");
-    ::testing::internal::CaptureStderr();
-    EXPECT_FALSE(studio.LoadBank(missing.c_str()));
-    EXPECT_EQ(::testing::internal::GetCapturedStderr(), "Studio: cannot load bank \"" + missing + "\": no such file\n");
+    EXPECT_EQ(testing_support::StderrOf([&] { EXPECT_FALSE(studio.LoadBank(missing.c_str())); }),
+              "Studio: cannot load bank \"" + missing + "\": no such file\n");
 
     const std::string broken = Bank("broken.bank", "[event:/good]\n[event:/bad]\nloop = often\n");
-    ::testing::internal::CaptureStderr();
-    EXPECT_FALSE(studio.LoadBank(broken.c_str()));
-    EXPECT_EQ(::testing::internal::GetCapturedStderr(),
+    EXPECT_EQ(testing_support::StderrOf([&] { EXPECT_FALSE(studio.LoadBank(broken.c_str())); }),
               "Studio: cannot load bank \"" + broken + "\": line 3: loop must be true or false\n");
 
     EXPECT_TRUE(studio.LoadedBanks().empty());
@@ -79,10 +74,8 @@ TEST_F(StudioTest, AnUnknownEventIsReportedAndStaysSilentButReadable) {
         event.SetParameter("inside", 0.25f);
         event.SetVolume(0.7f);
         studio.Update();
-        EXPECT_TRUE(event.IsPlaying());
-        EXPECT_FLOAT_EQ(event.GetParameter("inside"), 0.25f);
-        EXPECT_FLOAT_EQ(event.GetVolume(), 0.7f);
-        EXPECT_EQ(event.GetGain(), 0.0f);
+        EXPECT_EQ(std::tuple(event.IsPlaying(), event.GetParameter("inside"), event.GetVolume(), event.GetGain()),
+                  std::tuple(true, 0.25f, 0.7f, 0.0f));
         EXPECT_EQ(event.Path(), "event:/nowhere");
         EXPECT_EQ(studio.EventInstances().size(), 1u);
     }
@@ -97,8 +90,7 @@ TEST_F(StudioTest, KeepsGlobalParametersBusVolumesAndTheListener) {
     EXPECT_EQ(studio.GetVolume("bus:/"), 1.0f);
     studio.SetVolume(0.5f, "bus:/");
     studio.SetVolume(0.25f, "bus:/environment");
-    EXPECT_EQ(studio.GetVolume("bus:/"), 0.5f);
-    EXPECT_EQ(studio.GetVolume("bus:/environment"), 0.25f);
+    EXPECT_EQ(std::tuple(studio.GetVolume("bus:/"), studio.GetVolume("bus:/environment")), std::tuple(0.5f, 0.25f));
 
     studio.SetListenerAttributes(1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12);
     const Studio::Listener listener = studio.GetListenerAttributes();

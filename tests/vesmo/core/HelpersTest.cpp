@@ -3,6 +3,8 @@
 #include "vesmo/core/Random.hpp"
 #include "vesmo/core/String.hpp"
 
+#include "TestSupport.hpp"
+
 #include <gtest/gtest.h>
 
 #include <limits>
@@ -11,28 +13,23 @@
 #include <thread>
 
 TEST(StringFromDouble, TrimsTrailingZerosAndPoint) {
-    using vesmo::String;
-    EXPECT_EQ(String::FromDouble(2.5, 3), "2.5");
-    EXPECT_EQ(String::FromDouble(3.0, 2), "3");
-    EXPECT_EQ(String::FromDouble(0.125, 2), "0.12"); // round-half-even of the binary value
-    EXPECT_EQ(String::FromDouble(-1.75, 1), "-1.8");
-    EXPECT_EQ(String::FromDouble(-0.0001, 2), "0");
-    EXPECT_EQ(String::FromDouble(1234567.0, 0), "1234567");
-    EXPECT_EQ(String::FromDouble(100.0, 4), "100"); // zeros left of the point stay
-    EXPECT_EQ(String::FromDouble(std::numeric_limits<double>::infinity(), 2), "inf");
-    EXPECT_EQ(String::FromDouble(std::nan(""), 2), "nan");
+    // 0.125 rounds half-even as the binary value does; zeros left of the point stay.
+    const std::tuple<double, int, const char*> cases[] = {
+        {2.5, 3, "2.5"},         {3.0, 2, "3"},
+        {0.125, 2, "0.12"},      {-1.75, 1, "-1.8"},
+        {-0.0001, 2, "0"},       {1234567.0, 0, "1234567"},
+        {100.0, 4, "100"},       {std::numeric_limits<double>::infinity(), 2, "inf"},
+        {std::nan(""), 2, "nan"}};
+    for (const auto& [value, digits, text] : cases)
+        EXPECT_EQ(vesmo::String::FromDouble(value, digits), text) << value;
 }
 
 TEST(Base16, DecodesBothCasesAndRefusesBadDigits) {
     EXPECT_EQ(vesmo::Base16::Decode("00ff7Fa0"), (std::vector<unsigned char>{0x00, 0xff, 0x7f, 0xa0}));
     EXPECT_EQ(vesmo::Base16::Decode("ABCDEF"), vesmo::Base16::Decode("abcdef"));
     EXPECT_TRUE(vesmo::Base16::Decode("").empty());
-    try {
-        vesmo::Base16::Decode("0g");
-        FAIL() << "a bad digit was accepted";
-    } catch (const std::invalid_argument& error) {
-        EXPECT_STREQ(error.what(), "not a hex digit");
-    }
+    EXPECT_EQ(testing_support::ThrownMessage<std::invalid_argument>([] { vesmo::Base16::Decode("0g"); }),
+              "not a hex digit");
     EXPECT_THROW(vesmo::Base16::Decode("abc"), std::invalid_argument);
     const unsigned char bytes[] = {0xde, 0xad, 0x01};
     EXPECT_EQ(vesmo::Base16::Encode(bytes, 3), "dead01");

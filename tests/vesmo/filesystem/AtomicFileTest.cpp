@@ -56,15 +56,9 @@ TEST(WriteFileAtomic, AFailedWriteLeavesTheOldFileAndNamesPathAndError) {
     const std::string old(1000, 'o');
     WriteText(path, old);
     const std::string bigger(64 * 1024, 'n');
-    std::string message;
-    {
-        FileSizeLimit limit(4096);
-        try {
-            WriteFileAtomic(path, bigger);
-        } catch (const std::runtime_error& error) {
-            message = error.what();
-        }
-    }
+    FileSizeLimit limit(4096);
+    const std::string message =
+        testing_support::ThrownMessage<std::runtime_error>([&] { WriteFileAtomic(path, bigger); });
     EXPECT_NE(message.find(path), std::string::npos) << message;
     EXPECT_NE(message.find("too large"), std::string::npos) << message; // strerror(EFBIG)
     EXPECT_EQ(ReadText(path), old);
@@ -76,18 +70,14 @@ TEST(WriteFileAtomic, AFailedStreamWriteLeavesTheOldFile) {
     const std::string path = dir.File("entity.entitystate");
     WriteText(path, "old state");
     std::vector<unsigned char> bytes(64 * 1024, 0x42);
-    bool threw = false;
-    {
-        FileSizeLimit limit(4096);
-        try {
+    FileSizeLimit limit(4096);
+    EXPECT_THROW(
+        {
             BinaryFileStream file(path, 1024, false);
             file.Write(bytes.data(), bytes.size());
             file.Close();
-        } catch (const std::runtime_error&) {
-            threw = true;
-        }
-    }
-    EXPECT_TRUE(threw);
+        },
+        std::runtime_error);
     EXPECT_EQ(ReadText(path), "old state");
     EXPECT_EQ(CountFiles(dir.Path()), 1u);
 }

@@ -42,21 +42,20 @@ struct Record : ConfigFile {
     void WriteConfig() override { WriteToINI("record", Confs()); }
 };
 
+// Every field away from its default; any 16-bit axis direction survives, not only +1 and -1.
 ConfigFile::InputBinding OddBinding() {
-    ConfigFile::InputBinding binding;
-    binding.key = 87;
-    binding.mouseButton = 7;
-    binding.gamepadGuid = "03000000 \"odd\" \\guid";
-    binding.gamepadIndex = 2;
-    binding.gamepadButton = 14;
-    binding.gamepadAxis = 5;
-    binding.gamepadAxisDirection = -1;
-    binding.joystickGuid = "0300abcd";
-    binding.joystickIndex = 1;
-    binding.joystickButton = 15;
-    binding.joystickAxis = 8;
-    binding.joystickAxisDirection = -32768; // any 16-bit value survives, not only +1 and -1
-    return binding;
+    return {.key = 87,
+            .mouseButton = 7,
+            .gamepadGuid = "03000000 \"odd\" \\guid",
+            .gamepadIndex = 2,
+            .gamepadButton = 14,
+            .gamepadAxis = 5,
+            .gamepadAxisDirection = -1,
+            .joystickGuid = "0300abcd",
+            .joystickIndex = 1,
+            .joystickButton = 15,
+            .joystickAxis = 8,
+            .joystickAxisDirection = -32768};
 }
 
 } // namespace
@@ -75,10 +74,9 @@ TEST(ConfigFile, EveryTypeRoundTripsExactly) {
     }
     Record back(path, 0);
     back.ReadConfig();
-    EXPECT_EQ(back.name, "  spaced \"quoted\" \\ back\tslash\nline ");
-    EXPECT_TRUE(back.flag);
-    EXPECT_EQ(back.count, std::numeric_limits<int>::min());
-    EXPECT_EQ(back.scale, std::nextafter(0.1f, 1.0f));
+    EXPECT_EQ(std::tie(back.name, back.flag, back.count, back.scale),
+              std::tuple("  spaced \"quoted\" \\ back\tslash\nline ", true, std::numeric_limits<int>::min(),
+                         std::nextafter(0.1f, 1.0f)));
     EXPECT_EQ(back.binding, OddBinding());
 }
 
@@ -95,9 +93,7 @@ TEST(ConfigFile, BindingTextIsReadableAndNoneIsNone) {
     EXPECT_EQ(parsed, ConfigFile::InputBinding{});
     // A person's edit: order does not matter, blanks are free.
     ASSERT_TRUE(ConfigFile::InputBinding::FromString("gamepad_button:0   key:32", parsed));
-    EXPECT_EQ(parsed.key, 32);
-    EXPECT_EQ(parsed.gamepadButton, 0);
-    EXPECT_EQ(parsed.mouseButton, -1);
+    EXPECT_EQ(std::tie(parsed.key, parsed.gamepadButton, parsed.mouseButton), std::tuple(32, 0, -1));
     // Refusals leave the binding as it was.
     for (const char* bad : {"key:W", "keyboard:32", "key 32", "gamepad_axis:40000", "gamepad_guid:\"open"}) {
         ConfigFile::InputBinding before = OddBinding();
@@ -111,19 +107,14 @@ TEST(ConfigFile, AbsentKeysAndBadValuesLeaveFieldsUntouched) {
     const std::string path = dir.File("settings.ini");
     WriteText(path, "[record]\ncount = 12\nscale = not a number\n[other]\nflag = true\n");
     Record record(path, 0);
-    testing::internal::CaptureStderr();
-    record.ReadConfig();
-    const std::string errors = testing::internal::GetCapturedStderr();
-    EXPECT_EQ(record.count, 12);
-    EXPECT_EQ(record.scale, 0.675f);        // unreadable: kept, and said on stderr
-    EXPECT_FALSE(record.flag);              // in another section
-    EXPECT_EQ(record.name, "default name"); // absent
+    const std::string errors = testing_support::StderrOf([&] { record.ReadConfig(); });
+    // The scale does not read: kept, and said on stderr; flag is in another section; name is absent.
+    EXPECT_EQ(std::tie(record.count, record.scale, record.flag, record.name),
+              std::tuple(12, 0.675f, false, "default name"));
     EXPECT_NE(errors.find("[record] scale"), std::string::npos) << errors;
 
     // Without strict, a bad value is silent.
-    testing::internal::CaptureStderr();
-    record.ReadFromINI("record", record.Confs(), false);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    EXPECT_EQ(testing_support::StderrOf([&] { record.ReadFromINI("record", record.Confs(), false); }), "");
 
     // A missing file is all defaults.
     Record fresh(dir.File("absent.ini"), 0);
@@ -155,9 +146,7 @@ TEST(ConfigFile, HandEditsInFreeFormAreRead) {
     WriteText(path, "  [ record ]  \r\n\tcount=7\r\n name   bare words  \r\n; comment\nflag YES\n");
     Record record(path, 0);
     record.ReadConfig();
-    EXPECT_EQ(record.count, 7);
-    EXPECT_EQ(record.name, "bare words");
-    EXPECT_TRUE(record.flag);
+    EXPECT_EQ(std::tie(record.count, record.name, record.flag), std::tuple(7, "bare words", true));
 }
 
 TEST(ConfigFile, SectionReaderHandsHeaderAndLineStreams) {
@@ -183,15 +172,14 @@ TEST(ConfigFile, SectionReaderHandsHeaderAndLineStreams) {
         seen.push_back(section);
     });
     ASSERT_EQ(seen.size(), 4u);
-    EXPECT_EQ(seen[0].keyword, "ENTITY");
-    EXPECT_EQ(seen[0].name, " crate");
-    ASSERT_EQ(seen[0].lines.size(), 2u);
-    EXPECT_EQ(seen[0].lines[0], (std::pair<std::string, std::string>("mass", "12.5")));
-    EXPECT_EQ(seen[0].lines[1].second, "-Z -Y "); // the trailing blank is kept
-    EXPECT_EQ(seen[1].keyword, "COLLIDER");
-    EXPECT_EQ(seen[1].name, " left  wheel"); // header trimmed, inner blanks kept
-    EXPECT_EQ(seen[1].lines[0].second, "0 0 0  1 0 0");
-    EXPECT_EQ(seen[2].keyword, ""); // an empty header is still handed on
+    using Lines = std::vector<std::pair<std::string, std::string>>;
+    // A value's trailing blank is kept; a header is trimmed with its inner blanks kept; an empty header is
+    // still handed on.
+    EXPECT_EQ(std::tie(seen[0].keyword, seen[0].name), std::tuple("ENTITY", " crate"));
+    EXPECT_EQ(seen[0].lines, (Lines{{"mass", "12.5"}, {"base_planes", "-Z -Y "}}));
+    EXPECT_EQ(std::tie(seen[1].keyword, seen[1].name), std::tuple("COLLIDER", " left  wheel"));
+    EXPECT_EQ(seen[1].lines, (Lines{{"vertices", "0 0 0  1 0 0"}}));
+    EXPECT_EQ(seen[2].keyword, "");
     EXPECT_EQ(seen[3].keyword, "TARGET");
     EXPECT_TRUE(seen[3].lines.empty());
 }

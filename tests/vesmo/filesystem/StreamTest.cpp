@@ -10,16 +10,7 @@
 using namespace vesmo::filesystem;
 using testing_support::TempDir;
 
-namespace {
-template <class F> std::string MessageOf(F&& f) {
-    try {
-        f();
-    } catch (const std::runtime_error& error) {
-        return error.what();
-    }
-    return "<no exception>";
-}
-} // namespace
+using testing_support::ThrownMessage;
 
 TEST(Stream, MemoryRoundTripOfRawStringsAndNestedStreams) {
     WriteOnlyStream inner(0);
@@ -62,7 +53,7 @@ TEST(Stream, ReadingPastTheEndThrowsAndNamesTheStream) {
     out.WriteValue<uint16_t>(1);
     ReadOnlyStream in(out.Buffer(), "thing.bin");
     unsigned char bytes[4];
-    EXPECT_NE(MessageOf([&] { in.Read(bytes, 4); }).find("thing.bin"), std::string::npos);
+    EXPECT_NE(ThrownMessage<std::runtime_error>([&] { in.Read(bytes, 4); }).find("thing.bin"), std::string::npos);
     EXPECT_EQ(in.Position(), 0u); // a refused read takes nothing
     EXPECT_EQ(in.ReadValue<uint16_t>(), 1);
 
@@ -117,14 +108,14 @@ TEST(BinaryFileStream, FileRoundTripAcrossTheBuffer) {
     EXPECT_EQ(back.Buffer(), big);
     for (int i = 0; i < 300; ++i)
         ASSERT_EQ(file.ReadValue<uint16_t>(), i);
-    const std::string message = MessageOf([&] { file.ReadValue<uint8_t>(); });
+    const std::string message = ThrownMessage<std::runtime_error>([&] { file.ReadValue<uint8_t>(); });
     EXPECT_NE(message.find(path), std::string::npos) << message;
 }
 
 TEST(BinaryFileStream, MissingFileIsReportedWithItsPath) {
     TempDir dir;
     BinaryFileStream file(dir.File("absent.bin"));
-    const std::string message = MessageOf([&] { file.ReadValue<uint32_t>(); });
+    const std::string message = ThrownMessage<std::runtime_error>([&] { file.ReadValue<uint32_t>(); });
     EXPECT_NE(message.find("absent.bin"), std::string::npos);
     EXPECT_NE(message.find("No such file"), std::string::npos);
 }

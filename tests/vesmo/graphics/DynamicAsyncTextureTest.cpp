@@ -24,9 +24,8 @@ TEST(DynamicAsyncTexture, StartsTransparentAndTakesADecodedImageOfItsSize) {
     ASSERT_TRUE(texture.Load(Bytes(png), png.size()));
 
     EXPECT_EQ(texture.Generation(), 1u);
-    EXPECT_EQ(texture.Pixel(0, 0), (Pixel{0, 100, 7, 255}));
-    EXPECT_EQ(texture.Pixel(2, 0), (Pixel{20, 102, 7, 255}));
-    EXPECT_EQ(texture.Pixel(0, 1), (Pixel{30, 103, 7, 255}));
+    EXPECT_EQ(std::tuple(texture.Pixel(0, 0), texture.Pixel(2, 0), texture.Pixel(0, 1)),
+              std::tuple(Pixel{0, 100, 7, 255}, Pixel{20, 102, 7, 255}, Pixel{30, 103, 7, 255}));
     std::vector<unsigned char> copy;
     EXPECT_EQ(texture.CopyPixels(copy), 1u);
     EXPECT_EQ(copy, rgba);
@@ -37,10 +36,9 @@ TEST(DynamicAsyncTexture, ScalesAnImageOfAnotherSizeToNearestPixels) {
     // Left half red, right half blue, 2 x 1.
     const std::string png = testing_support::EncodePng(2, 1, {255, 0, 0, 255, 0, 0, 255, 255});
     ASSERT_TRUE(texture.Load(Bytes(png), png.size()));
-    EXPECT_EQ(texture.Pixel(0, 0), (Pixel{255, 0, 0, 255}));
-    EXPECT_EQ(texture.Pixel(1, 3), (Pixel{255, 0, 0, 255}));
-    EXPECT_EQ(texture.Pixel(2, 0), (Pixel{0, 0, 255, 255}));
-    EXPECT_EQ(texture.Pixel(3, 3), (Pixel{0, 0, 255, 255}));
+    const Pixel red{255, 0, 0, 255}, blue{0, 0, 255, 255};
+    EXPECT_EQ(std::tuple(texture.Pixel(0, 0), texture.Pixel(1, 3), texture.Pixel(2, 0), texture.Pixel(3, 3)),
+              std::tuple(red, red, blue, blue));
 }
 
 TEST(DynamicAsyncTexture, BytesThatArentAnImageLeaveTheContentAlone) {
@@ -49,9 +47,9 @@ TEST(DynamicAsyncTexture, BytesThatArentAnImageLeaveTheContentAlone) {
     ASSERT_TRUE(texture.Load(Bytes(green), green.size()));
 
     const std::string garbage = "not an image at all";
-    EXPECT_FALSE(texture.Load(Bytes(garbage), garbage.size()));
-    EXPECT_FALSE(texture.Load(Bytes(green), 20)); // cut short inside the header
-    EXPECT_FALSE(texture.Load(nullptr, 0));
+    // Words, a PNG cut short inside its header, nothing.
+    EXPECT_FALSE(texture.Load(Bytes(garbage), garbage.size()) || texture.Load(Bytes(green), 20) ||
+                 texture.Load(nullptr, 0));
 
     EXPECT_EQ(texture.Generation(), 1u);
     EXPECT_EQ(texture.Pixel(1, 1), (Pixel{0, 255, 0, 255}));

@@ -114,19 +114,12 @@ TEST(FontRendererGlyphs, CachedGlyphsKeepTheirAddressAcrossThreads) {
 
 TEST(FontRendererErrors, UnreadableOrForeignFilesAreRefused) {
     testing_support::TempDir dir;
-    try {
-        FontRenderer font(dir.File("none.ttf"), 16);
-        FAIL() << "no exception";
-    } catch (const std::runtime_error& error) {
-        EXPECT_EQ(std::string(error.what()), "Cannot read font file: " + dir.File("none.ttf"));
-    }
+    auto refusal = [&](const std::string& path) {
+        return testing_support::ThrownMessage<std::runtime_error>([&] { FontRenderer font(path, 16); });
+    };
+    EXPECT_EQ(refusal(dir.File("none.ttf")), "Cannot read font file: " + dir.File("none.ttf"));
     for (const std::string& junk : {std::string(), std::string(4096, '\0'), std::string(8, 'x')}) {
         testing_support::WriteText(dir.File("junk.ttf"), junk);
-        try {
-            FontRenderer font(dir.File("junk.ttf"), 16);
-            FAIL() << "no exception";
-        } catch (const std::runtime_error& error) {
-            EXPECT_EQ(std::string(error.what()), "Not a TrueType font: " + dir.File("junk.ttf"));
-        }
+        EXPECT_EQ(refusal(dir.File("junk.ttf")), "Not a TrueType font: " + dir.File("junk.ttf"));
     }
 }

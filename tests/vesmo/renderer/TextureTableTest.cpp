@@ -45,12 +45,11 @@ TEST(TextureTable, LoadsImageFilesIntoSlotsInTheOrderTheyCome) {
 
     const VesmoRenderer::TextureSlot slot = renderer.GetTexture(0);
     ASSERT_TRUE(slot.texture);
-    EXPECT_EQ(slot.texture->Width(), 3u);
-    EXPECT_EQ(slot.texture->Height(), 2u);
-    EXPECT_EQ(slot.texture->Path(), atlas);
-    EXPECT_EQ(slot.texture->Pixel(2, 1), 0xFF070102u);
-    EXPECT_EQ(slot.texture->Pixel(0, 0), 0xFF070000u);
-    EXPECT_EQ(slot.texture->Pixel(3, 0), 0u); // outside
+    EXPECT_EQ(std::tuple(slot.texture->Width(), slot.texture->Height(), slot.texture->Path()),
+              std::tuple(3u, 2u, atlas));
+    // Two pixels of the picture, and one outside it.
+    EXPECT_EQ(std::tuple(slot.texture->Pixel(2, 1), slot.texture->Pixel(0, 0), slot.texture->Pixel(3, 0)),
+              std::tuple(0xFF070102u, 0xFF070000u, 0u));
     EXPECT_EQ(slot.sampler, renderer.GetTextureSampler());
     EXPECT_EQ(renderer.GetTexture(1).texture->Pixel(0, 0), 0xFF090000u);
     EXPECT_FALSE(renderer.GetTexture(2).texture);
@@ -58,12 +57,10 @@ TEST(TextureTable, LoadsImageFilesIntoSlotsInTheOrderTheyCome) {
     // A missing file and a file that is no picture are refused, and the table does not change.
     EXPECT_THROW(renderer.AddTexture(dir.File("missing.png")), std::runtime_error);
     testing_support::WriteText(dir.File("text.png"), "not a picture");
-    try {
-        renderer.AddTexture(dir.File("text.png"));
-        FAIL() << "a text file was taken for a picture";
-    } catch (const std::runtime_error& error) {
-        EXPECT_EQ(std::string(error.what()).rfind("Cannot load texture " + dir.File("text.png") + ": ", 0), 0u);
-    }
+    EXPECT_EQ(testing_support::ThrownMessage<std::runtime_error>([&] {
+                  renderer.AddTexture(dir.File("text.png"));
+              }).rfind("Cannot load texture " + dir.File("text.png") + ": ", 0),
+              0u);
     EXPECT_EQ(renderer.TextureCount(), 2u);
 
     // Cleared, the table starts again at 0.
@@ -81,8 +78,8 @@ TEST(TextureTable, AGroupIsOnePieceAndItsFirstIndexIsReturned) {
     EXPECT_EQ(renderer.AddTextures({{a, FakeSampler(0x20)}, {b, FakeSampler(0x30)}, {a, nullptr}}), 1u);
     EXPECT_EQ(renderer.TextureCount(), 4u);
     EXPECT_EQ(renderer.GetTexture(0).sampler, FakeSampler(0x10));
-    EXPECT_EQ(renderer.GetTexture(2).texture, b);
-    EXPECT_EQ(renderer.GetTexture(2).sampler, FakeSampler(0x30));
+    EXPECT_EQ(std::tuple(renderer.GetTexture(2).texture, renderer.GetTexture(2).sampler),
+              std::tuple(b, FakeSampler(0x30)));
     EXPECT_EQ(renderer.GetTexture(3).texture, a); // the same texture may sit in several slots
     // An empty group adds nothing and tells where the next slot goes.
     EXPECT_EQ(renderer.AddTextures({}), 4u);

@@ -6,6 +6,8 @@
 #include "vesmo/vk/PhysicalDevice.hpp"
 #include "vesmo/vk/Shader.hpp"
 
+#include "TestSupport.hpp"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -79,8 +81,7 @@ struct Record {
 
 TEST(MappedBufferWithoutDevice, IsHostMemoryWithTheSameChecks) {
     vesmo::vk::MappedBuffer<Record, VMA_MEMORY_USAGE_AUTO_PREFER_DEVICE, 1024, 16> records(nullptr, 3, 0x20, "records");
-    EXPECT_EQ(records.Count(), 3u);
-    EXPECT_EQ(records.DeviceAddress() % 16, 0u);
+    EXPECT_EQ(std::tuple(records.Count(), records.DeviceAddress() % 16), std::tuple(3u, VkDeviceAddress(0)));
     EXPECT_EQ(records.DeviceAddress(), reinterpret_cast<VkDeviceAddress>(records.Data()));
     EXPECT_EQ(records.Handle(), VK_NULL_HANDLE);
     records[2].value[3] = 5.0f;
@@ -121,24 +122,20 @@ TEST(Features, OrJoinsMembersAndChainsAndContainsTellsSubsets) {
     EXPECT_FALSE(a.Contains(b));
     a |= b;
     EXPECT_TRUE(a.Contains(b));
-    EXPECT_EQ(a.features.fragmentStoresAndAtomics, VK_TRUE);
-    EXPECT_EQ(a.vulkan13.dynamicRendering, VK_TRUE);
-    EXPECT_EQ(a.rayQuery.rayQuery, VK_TRUE);
+    EXPECT_EQ(std::tuple(a.features.fragmentStoresAndAtomics, a.vulkan13.dynamicRendering, a.rayQuery.rayQuery),
+              std::tuple(VK_TRUE, VK_TRUE, VK_TRUE));
     EXPECT_EQ(a.chain, uint32_t(Features::VULKAN_12 | Features::RAY_QUERY | Features::VULKAN_13));
-    EXPECT_EQ(a.vulkan13.sType, VK_STRUCTURE_TYPE_PHYSICAL_DEVICE_VULKAN_1_3_FEATURES);
-    EXPECT_EQ(a.vulkan13.pNext, nullptr);
+    EXPECT_EQ(std::tuple(a.vulkan13.sType, a.vulkan13.pNext),
+              std::tuple(VK_STRUCTURE_TYPE_PHYSICAL_DEVICE_VULKAN_1_3_FEATURES, static_cast<void*>(nullptr)));
 }
 
 TEST(ShaderCompiler, ErrorsNameTheFileAndCarryTheCompilersMessage) {
-    try {
+    const std::string message = testing_support::ThrownMessage<std::runtime_error>([] {
         vesmo::vk::Shader::CompileGlsl("#version 460\nvoid main() { undeclared = 1; }\n", VK_SHADER_STAGE_FRAGMENT_BIT,
                                        "game/broken.frag");
-        FAIL() << "compiled";
-    } catch (const std::runtime_error& error) {
-        const std::string message = error.what();
-        EXPECT_EQ(message.rfind("Shader compilation failed: game/broken.frag: ", 0), 0u) << message;
-        EXPECT_NE(message.find("game/broken.frag:2: error: 'undeclared'"), std::string::npos) << message;
-    }
+    });
+    EXPECT_EQ(message.rfind("Shader compilation failed: game/broken.frag: ", 0), 0u) << message;
+    EXPECT_NE(message.find("game/broken.frag:2: error: 'undeclared'"), std::string::npos) << message;
     // A stage named on the first line, no version: a complete, empty callable shader.
     const vesmo::vk::Shader callable =
         vesmo::vk::Shader::FromSource(nullptr, "#rcall\nvoid main(){}", VK_SHADER_STAGE_FRAGMENT_BIT, "empty callable");

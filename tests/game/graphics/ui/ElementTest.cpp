@@ -77,16 +77,13 @@ TEST(Element, RecordsHaveTheirLayoutAndTextKeeps92Bytes) {
     EXPECT_EQ(offsetof(Box::Data, position), 16u);
     EXPECT_EQ(offsetof(Box::Data, size), 24u);
     EXPECT_EQ(offsetof(Box::Data, style), 32u);
-    EXPECT_EQ(offsetof(Text::Data, size), 24u);
-    EXPECT_EQ(offsetof(Text::Data, count), 28u);
-    EXPECT_EQ(offsetof(Text::Data, text), 36u);
+    EXPECT_EQ(std::tuple(offsetof(Text::Data, size), offsetof(Text::Data, count), offsetof(Text::Data, text)),
+              std::tuple(24u, 28u, 36u));
 
     const std::string hundred(100, 'x');
     auto text = Element::Make<Text>(glm::vec4(1.0f), glm::vec2(0.0f), 0.05f, hundred.c_str());
     EXPECT_EQ(text->GetText(), std::string(92, 'x'));
-    EXPECT_EQ(text->data.count, 92u);
-    EXPECT_EQ(text->instanceCount, 92u);
-    EXPECT_EQ(text->vertexCount, 4u);
+    EXPECT_EQ(std::tuple(text->data.count, text->instanceCount, text->vertexCount), std::tuple(92u, 92u, 4u));
     text->SetText("PLAY");
     EXPECT_EQ(text->instanceCount, 4u);
     EXPECT_EQ(std::string(text->data.text), "PLAY");
@@ -125,10 +122,8 @@ TEST(MainMenu, PanelAndButtonsStandWhereTheMenuPutsThem) {
     menu.Init();
     EXPECT_EQ(menu.background->data.color, glm::vec4(0.0f, 0.0f, 0.0f, 0.3f));
     EXPECT_EQ(menu.background->size, glm::vec2(0.55f, 0.275f));
-    EXPECT_EQ(menu.play->label->GetText(), "PLAY");
-    EXPECT_EQ(menu.quit->label->GetText(), "QUIT");
-    EXPECT_EQ(menu.play->order, 10);
-    EXPECT_EQ(menu.play->label->order, 11);
+    EXPECT_EQ(std::tuple(menu.play->label->GetText(), menu.quit->label->GetText()), std::tuple("PLAY", "QUIT"));
+    EXPECT_EQ(std::tuple(menu.play->order, menu.play->label->order), std::tuple(10, 11));
     EXPECT_FLOAT_EQ(menu.play->label->data.size, 0.05f);
     // The buttons don't overlap: 0.12 between centres, 0.1 high each (in device units too: the height unit
     // is half the screen, which spans 1 of the 2 device units).

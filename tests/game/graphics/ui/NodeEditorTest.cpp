@@ -17,6 +17,16 @@ using game::graphics::ui::NodeEditor;
 ImVec2 operator+(ImVec2 a, ImVec2 b) { return ImVec2(a.x + b.x, a.y + b.y); }
 ImVec2 operator-(ImVec2 a, ImVec2 b) { return ImVec2(a.x - b.x, a.y - b.y); }
 
+ImVec2 operator*(ImVec2 a, float s) { return ImVec2(a.x * s, a.y * s); }
+
+// Both coordinates of a point, each within `tolerance` (canvas and screen units: pixels at zoom 1).
+testing::AssertionResult Near(ImVec2 actual, ImVec2 expected, float tolerance = 1e-3f) {
+    if (std::abs(actual.x - expected.x) <= tolerance && std::abs(actual.y - expected.y) <= tolerance)
+        return testing::AssertionSuccess();
+    return testing::AssertionFailure() << "(" << actual.x << ", " << actual.y << ") instead of (" << expected.x << ", "
+                                       << expected.y << ")";
+}
+
 class NodeEditorTest : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -50,6 +60,16 @@ protected:
         EXPECT_FALSE(g.OpenPopupStack.empty());
         const ImGuiWindow* popup = g.OpenPopupStack.back().Window;
         return popup->Pos + ImVec2(popup->WindowPadding.x + 6.0f, popup->WindowPadding.y + 3.0f);
+    }
+    void CtrlClick(ImVec2 p) {
+        ui.Key(test::key::LeftControl, true);
+        ui.Click(p);
+        ui.Key(test::key::LeftControl, false);
+    }
+    void PressDelete() {
+        ui.Key(test::key::Delete, true);
+        ui.Step();
+        ui.Key(test::key::Delete, false);
     }
     bool CanvasMenuOpen() {
         bool open = false;
@@ -125,12 +145,10 @@ TEST_F(NodeEditorTest, WiresThatWouldCloseACycleAreRefused) {
     c->inputs[0] = b->id;
     d->inputs[0] = c->id;
     e->inputs[0] = d->id;
-    EXPECT_FALSE(editor.CanConnectInputToOutput(a, 0, e));
-    EXPECT_FALSE(editor.CanConnectInputToOutput(a, 0, d));
-    EXPECT_TRUE(editor.CanConnectInputToOutput(e, 0, a));
-    EXPECT_TRUE(editor.NodeDependsOn(e, a));
-    EXPECT_FALSE(editor.NodeDependsOn(a, e));
-    EXPECT_FALSE(editor.CanConnectInputToOutput(nullptr, 0, a));
+    EXPECT_EQ(std::tuple(editor.CanConnectInputToOutput(a, 0, e), editor.CanConnectInputToOutput(a, 0, d),
+                         editor.CanConnectInputToOutput(e, 0, a), editor.CanConnectInputToOutput(nullptr, 0, a)),
+              std::tuple(false, false, true, false));
+    EXPECT_EQ(std::tuple(editor.NodeDependsOn(e, a), editor.NodeDependsOn(a, e)), std::tuple(true, false));
 }
 
 TEST_F(NodeEditorTest, DoubleClickOnAPinDisconnects) {
@@ -144,9 +162,7 @@ TEST_F(NodeEditorTest, DoubleClickOnAPinDisconnects) {
     EXPECT_TRUE(b->inputs[1].IsNull());
     EXPECT_EQ(b->inputs[0], a->id);
     ui.DoubleClick(Out(a));
-    EXPECT_TRUE(b->inputs[0].IsNull());
-    EXPECT_TRUE(c->inputs[0].IsNull());
-    EXPECT_TRUE(c->changed);
+    EXPECT_TRUE(b->inputs[0].IsNull() && c->inputs[0].IsNull() && c->changed);
 }
 
 TEST_F(NodeEditorTest, PinMenusDisconnect) {
@@ -174,16 +190,14 @@ TEST_F(NodeEditorTest, TitleDragMovesSnapsAndStopsAtTheWindowEdge) {
     Node* a = Add("a", ImVec2(50.0f, 50.0f), 0);
     ui.Step();
     ui.Drag(Title(a), Title(a) + ImVec2(40.0f, 30.0f));
-    EXPECT_FLOAT_EQ(a->pos.x, 90.0f);
-    EXPECT_FLOAT_EQ(a->pos.y, 80.0f);
+    EXPECT_TRUE(Near(a->pos, ImVec2(90.0f, 80.0f)));
     EXPECT_TRUE(editor.changed);
     EXPECT_EQ(editor.draggingNode, nullptr);
 
     ui.Key(test::key::LeftShift, true);
     ui.Drag(Title(a), Title(a) + ImVec2(43.0f, 26.0f));
     ui.Key(test::key::LeftShift, false);
-    EXPECT_FLOAT_EQ(a->pos.x, 130.0f);
-    EXPECT_FLOAT_EQ(a->pos.y, 110.0f);
+    EXPECT_TRUE(Near(a->pos, ImVec2(130.0f, 110.0f)));
 
     // Past the right edge: the centre stops on it.
     ui.Drag(Title(a), ImVec2(1250.0f, Title(a).y));
@@ -194,14 +208,11 @@ TEST_F(NodeEditorTest, SelectedNodesFollowTheDraggedOne) {
     Node* a = Add("a", ImVec2(50.0f, 50.0f), 0);
     Node* b = Add("b", ImVec2(300.0f, 50.0f), 0);
     ui.Step();
-    ui.Key(test::key::LeftControl, true);
-    ui.Click(Title(b));
-    ui.Key(test::key::LeftControl, false);
+    CtrlClick(Title(b));
     ASSERT_TRUE(b->selected);
     ui.Drag(Title(a), Title(a) + ImVec2(20.0f, 10.0f));
     EXPECT_FLOAT_EQ(a->pos.x, 70.0f);
-    EXPECT_FLOAT_EQ(b->pos.x, 320.0f);
-    EXPECT_FLOAT_EQ(b->pos.y, 60.0f);
+    EXPECT_TRUE(Near(b->pos, ImVec2(320.0f, 60.0f)));
 }
 
 TEST_F(NodeEditorTest, GripResizesWithinTheLimits) {
@@ -209,12 +220,10 @@ TEST_F(NodeEditorTest, GripResizesWithinTheLimits) {
     ui.Step();
     const ImVec2 before = a->size;
     ui.Drag(Grip(a), Grip(a) + ImVec2(50.0f, 40.0f));
-    EXPECT_NEAR(a->size.x, before.x + 47.0f, 0.01f);
-    EXPECT_NEAR(a->size.y, before.y + 37.0f, 0.01f);
+    EXPECT_TRUE(Near(a->size, ImVec2(before.x + 47.0f, before.y + 37.0f), 0.01f));
     EXPECT_TRUE(editor.changed);
     ui.Drag(Grip(a), ScreenOf(a->pos) + ImVec2(1.0f, 1.0f));
-    EXPECT_FLOAT_EQ(a->size.x, a->GetMinimumWidth());
-    EXPECT_FLOAT_EQ(a->size.y, a->GetMinimumHeight());
+    EXPECT_TRUE(Near(a->size, ImVec2(a->GetMinimumWidth(), a->GetMinimumHeight())));
 }
 
 TEST_F(NodeEditorTest, BandCtrlClickAndEmptyClickSelect) {
@@ -226,9 +235,7 @@ TEST_F(NodeEditorTest, BandCtrlClickAndEmptyClickSelect) {
     EXPECT_FALSE(b->selected);
     EXPECT_FALSE(editor.rectSelecting);
 
-    ui.Key(test::key::LeftControl, true);
-    ui.Click(Title(b));
-    ui.Key(test::key::LeftControl, false);
+    CtrlClick(Title(b));
     EXPECT_TRUE(a->selected);
     EXPECT_TRUE(b->selected);
 
@@ -271,8 +278,7 @@ TEST_F(NodeEditorTest, CopyPasteRenewsIdsAndKeepsOnlyInternalWires) {
     EXPECT_TRUE(b2->inputs[1].IsNull()) << "the wire from outside is cleared";
     EXPECT_TRUE(a2->selected && b2->selected);
     // The group's centre lands on the mouse.
-    EXPECT_FLOAT_EQ((a2->pos.x + b2->pos.x) * 0.5f, 400.0f);
-    EXPECT_FLOAT_EQ((a2->pos.y + b2->pos.y) * 0.5f, 400.0f);
+    EXPECT_TRUE(Near((a2->pos + b2->pos) * 0.5f, ImVec2(400.0f, 400.0f)));
 
     // A second paste of the same clipboard: same place, new ids, no internal wires.
     ui.Shortcut(test::key::V);
@@ -350,9 +356,7 @@ TEST_F(NodeEditorTest, DeleteKeyAndNodeMenuDestroyNodesAndTheirWires) {
     c->inputs[0] = b->id;
     ui.Step();
     a->selected = true;
-    ui.Key(test::key::Delete, true);
-    ui.Step();
-    ui.Key(test::key::Delete, false);
+    PressDelete();
     ASSERT_EQ(editor.nodes.size(), 2u);
     EXPECT_TRUE(b->inputs[0].IsNull());
     EXPECT_TRUE(b->changed);
@@ -372,8 +376,7 @@ TEST_F(NodeEditorTest, CanvasMenuAddsANodeCentredOnTheClick) {
     const Node* node = editor.nodes[0];
     EXPECT_EQ(node->title, "New Node");
     EXPECT_EQ(node->inputs.size(), 2u);
-    EXPECT_FLOAT_EQ(node->pos.x + node->size.x * 0.5f, 300.0f);
-    EXPECT_FLOAT_EQ(node->pos.y + node->size.y * 0.5f, 200.0f);
+    EXPECT_TRUE(Near(node->pos + node->size * 0.5f, ImVec2(300.0f, 200.0f)));
 }
 
 // ---- pan and zoom -------------------------------------------------------------------------------------
@@ -388,8 +391,7 @@ TEST_F(NodeEditorTest, WheelZoomKeepsThePointUnderThePointer) {
     const ImVec2 before = canvasUnder();
     ui.Wheel(mouse, 1.0f);
     EXPECT_FLOAT_EQ(editor.zoom, 1.125f);
-    EXPECT_NEAR(canvasUnder().x, before.x, 1e-3f);
-    EXPECT_NEAR(canvasUnder().y, before.y, 1e-3f);
+    EXPECT_TRUE(Near(canvasUnder(), before));
     ui.Wheel(mouse, -3.0f);
     EXPECT_FLOAT_EQ(editor.zoom, 1.0f) << "a step that lands near 1 snaps to 1";
     ui.Wheel(mouse, -1.0f);
@@ -404,14 +406,12 @@ TEST_F(NodeEditorTest, RightDragPansWithoutOpeningTheMenuAndPanIsClamped) {
     ui.Step();
     const ImVec2 from = ScreenOf(ImVec2(300.0f, 300.0f));
     ui.Drag(from, from + ImVec2(100.0f, 50.0f), 1);
-    EXPECT_FLOAT_EQ(editor.pan.x, 100.0f);
-    EXPECT_FLOAT_EQ(editor.pan.y, 50.0f);
+    EXPECT_TRUE(Near(editor.pan, ImVec2(100.0f, 50.0f)));
     EXPECT_FALSE(CanvasMenuOpen());
 
     editor.pan = ImVec2(-10000.0f, 90000.0f);
     ui.Step();
-    EXPECT_FLOAT_EQ(editor.pan.x, -4000.0f);
-    EXPECT_FLOAT_EQ(editor.pan.y, 40000.0f);
+    EXPECT_TRUE(Near(editor.pan, ImVec2(-4000.0f, 40000.0f)));
 }
 
 // ---- read-only ----------------------------------------------------------------------------------------
@@ -430,17 +430,13 @@ TEST_F(NodeEditorTest, ReadOnlyRefusesEditsButPansZoomsSelectsAndCopies) {
     EXPECT_FALSE(CanvasMenuOpen());
     EXPECT_EQ(before, (nlohmann::json{a->Serialize(), b->Serialize()}));
 
-    ui.Key(test::key::LeftControl, true);
-    ui.Click(Title(a));
-    ui.Key(test::key::LeftControl, false);
+    CtrlClick(Title(a));
     EXPECT_TRUE(a->selected);
     ui.Shortcut(test::key::C);
     EXPECT_EQ(NodeEditor::clipboard.size(), 1u);
     ui.Shortcut(test::key::V);
     a->selected = true;
-    ui.Key(test::key::Delete, true);
-    ui.Step();
-    ui.Key(test::key::Delete, false);
+    PressDelete();
     editor.DestroyNode(b);
     editor.ClearAllNodes();
     EXPECT_EQ(editor.nodes.size(), 2u);
