@@ -17,6 +17,10 @@
 //               "PLAY" has loaded the world
 // GLFW wants its calls on the main thread, and ImGui's GLFW backend reads the window in its new frame:
 // that is why rendering, not the main loop, keeps the process's main thread.
+//
+// The web view's browser process and its three threads (game/webview/WebviewThreads.hpp) start only when a
+// module first asks for a view: the main loop looks, once a turn, at ElectronWebview::ViewAsked. They end
+// after Game::Quit, before Game::Stop, as a view's images feed textures that the modules and the renderer own.
 
 #include "ClientRenderer.hpp"
 #include "FrameStats.hpp"
@@ -26,6 +30,7 @@
 #include "game/graphics/ui/Panels.hpp"
 #include "game/modular/Families.hpp"
 #include "game/modular/ServerHooks.hpp"
+#include "game/webview/WebviewThreads.hpp"
 #include "vesmo/audio/Studio.hpp"
 #include "vesmo/graphics/GlfwWindow.hpp"
 #include "vesmo/graphics/HeadlessWindow.hpp"
@@ -88,6 +93,9 @@ void PrintHelp() {
         "this process. Worlds are the dedicated server's: one saved by orkalin-server opens here, and the\n"
         "reverse. On quitting (QUIT, the window's close button, or ESCAPE held for two seconds) the world is\n"
         "saved.\n"
+        "\n"
+        "The web view's browser process (node tools/webview/webview.mjs, with /usr/bin/chromium) starts the\n"
+        "first time a module asks for a view; without node or chromium the game goes on without it.\n"
         "\n"
         "Run it with build/game/ as the working directory (or give --game-dir). From there, modules are\n"
         "  modules/<Name>/<Name>.GAME_Init.so, .GAME_Mod.so, .SERVER_Mod.so\n"
@@ -209,6 +217,9 @@ struct Client {
     std::atomic<bool> playing{false};       // the world is loaded and ticking
     std::atomic<int> exitCode{kExitOk};
 
+    // The web view's threads, made by the main loop when a module first asks for a view.
+    std::unique_ptr<game::WebviewThreads> webview;
+
     std::mutex frameMutex;
     std::condition_variable frameDone;
     uint64_t framesRendered = 0; // under frameMutex
@@ -220,9 +231,54 @@ void Fail(Client& c, int code) {
     Game::Quit();
 }
 
+bool OnPath(const char* program) {
+    const char* path = std::getenv("PATH");
+    std::string folders = path ? path : "";
+    for (size_t begin = 0; begin <= folders.size();) {
+        size_t end = folders.find(':', begin);
+        if (end == std::string::npos)
+            end = folders.size();
+        const std::string folder = end > begin ? folders.substr(begin, end - begin) : ".";
+        if (access((folder + "/" + program).c_str(), X_OK) == 0)
+            return true;
+        begin = end + 1;
+    }
+    return false;
+}
+
+// Starts the browser process of the build tree (the client runs from there) and the web view's threads;
+// with a piece missing, says so and lets the game go on without a browser.
+void StartWebview(Client& c) {
+    const std::filesystem::path script = ORKALIN_WEBVIEW_SCRIPT;
+    const char* missing = !OnPath("node")                                 ? "node"
+                          : !std::filesystem::exists("/usr/bin/chromium") ? "/usr/bin/chromium"
+                          : !std::filesystem::exists(script.parent_path() / "node_modules" / "playwright-core")
+                              ? "the npm packages of tools/webview"
+                              : nullptr;
+    if (missing) {
+        std::fprintf(stderr,
+                     "orkalin: a module asked for a web view, but %s is missing, so the game goes on "
+                     "without one (./run installs it)\n",
+                     missing);
+        return;
+    }
+    try {
+        std::filesystem::create_directories("../Orkalin-data");
+        c.webview = std::make_unique<game::WebviewThreads>(
+            Game::electronWebview, "webview", "node '" + script.string() + "' --pipe ../Orkalin-data/webview");
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "orkalin: the web view could not start (%s), so the game goes on without one\n",
+                     error.what());
+        return;
+    }
+    std::printf("orkalin: a module asked for a web view: the browser process starts\n");
+    std::fflush(stdout);
+}
+
 // ---- the main loop
 void MainLoop(Client& c) {
     uint64_t seen = 0;
+    bool webviewLooked = false;
     try {
         while (Game::isActive.load()) {
             {
@@ -238,6 +294,10 @@ void MainLoop(Client& c) {
             Game::gameFramerate.BeginWork();
             Game::Update(0.0);
             Game::ClientUpdate();
+            if (!webviewLooked && Game::electronWebview.ViewAsked()) {
+                webviewLooked = true;
+                StartWebview(c);
+            }
             Game::gameFramerate.Tick();
             if (measuring) {
                 c.stats.mainCpuNanoseconds += static_cast<uint64_t>(1e9 * (client::ThreadCpuSeconds() - cpu));
@@ -605,6 +665,15 @@ int main(int argc, char** argv) {
     mainLoop.join();
     inputLoop.join();
     serverLoop.join();
+    // The browser thread waits for the game's end (Quit, above); the read thread may be handing an image to
+    // a texture of a module's, which Game::Stop and the unloading below let go. The views' callbacks go
+    // too, started or not: one may hold the last weak reference to a module's texture, and dropping that
+    // runs code of the module's, which must still be loaded.
+    if (c.webview) {
+        c.webview->Stop();
+        c.webview.reset();
+    }
+    Game::electronWebview.ClearCallbacks();
     Game::Stop();
 
     int exitCode = c.exitCode.load();

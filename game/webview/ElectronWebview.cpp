@@ -213,6 +213,7 @@ void ElectronWebview::Open(const std::string& id, const std::string& url, unsign
                        Format("%f", scale));
     SetCallbackLocked(
         id, [](const char*, unsigned long) {}, previous);
+    viewAsked = true;
 }
 
 void ElectronWebview::Texture(const std::shared_ptr<vesmo::graphics::DynamicAsyncTexture>& texture,
@@ -227,6 +228,7 @@ void ElectronWebview::Texture(const std::shared_ptr<vesmo::graphics::DynamicAsyn
     commands.push_back("open " + id + " " + url + " " + std::to_string(texture->Width()) + " " +
                        std::to_string(texture->Height()) + " " + Format("%f", scale));
     SetCallbackLocked(id, std::move(callback), previous);
+    viewAsked = true;
 }
 
 void ElectronWebview::Close(const std::string& id) {

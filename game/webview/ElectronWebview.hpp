@@ -33,6 +33,7 @@
 // public operation takes the mutex and is safe from any thread. Image callbacks run on the read thread
 // with the mutex held: they must not call back into this object.
 
+#include <atomic>
 #include <deque>
 #include <functional>
 #include <memory>
@@ -78,7 +79,9 @@ public:
     // Opens a view whose images are dropped.
     void Open(const std::string& id, const std::string& url, unsigned int width, unsigned int height, double scale);
 
-    // Opens a view of the texture's size whose images go to texture->Load while the texture lives.
+    // Opens a view of the texture's size whose images go to texture->Load while the texture lives. The
+    // callback keeps a weak reference to the texture, whose control block may be a module's code: a
+    // launcher calls ClearCallbacks before it unloads the modules.
     void Texture(const std::shared_ptr<vesmo::graphics::DynamicAsyncTexture>& texture, const std::string& id,
                  const std::string& url, double scale);
 
@@ -96,6 +99,11 @@ public:
     // True while RunElectron runs.
     bool IsRunning();
 
+    // True once a view has been asked for (Open or Texture). A launcher starts the browser and the three
+    // threads then, not before: most runs never show a page, and those pay for no browser. One atomic load,
+    // so a loop may ask every frame.
+    bool ViewAsked() const { return viewAsked.load(std::memory_order_relaxed); }
+
     // The one place where the web view polls the game's life (Game::isActive).
     static bool GameIsActive();
 
@@ -112,6 +120,7 @@ private:
     bool mouseDown = false;
     bool mouseMoved = false;
     bool running = false;
+    std::atomic<bool> viewAsked{false};
 };
 
 } // namespace game

@@ -10,7 +10,12 @@ and the picture's sky, ground and crate yard.
 With --offscreen first, it runs the way a user without a screen sees the game instead: no display,
 `orkalin --screenshot PATH --frames 60` presses PLAY itself, writes the picture and exits 0.
 
-Usage: client_play.py [--offscreen] ORKALIN_BIN RUN_DIR PICTURE_DIR
+With --webview first, the third argument is the folder of the WebviewProbe module (WebviewProbe.cpp), which
+asks for a web view when the game starts: offscreen, the client starts the browser process, the probe gets
+a frame of its red page and quits, and the web view's threads end (exit 0, the pipe files gone). It needs
+node and /usr/bin/chromium, and skips without them.
+
+Usage: client_play.py [--offscreen | --webview] ORKALIN_BIN RUN_DIR PICTURE_DIR|PROBE_DIR
 Exit code 0 passes, 77 skips (no Vulkan device), anything else fails.
 """
 
@@ -130,12 +135,21 @@ def keep_picture(source, folder, name):
     return target
 
 
-def make_run_dir(root, run_dir):
-    """A run directory of links to the build's, so that the world and settings land in `root`."""
+def make_run_dir(root, run_dir, extra_module=None):
+    """A run directory of links to the build's, so that the world and settings land in `root`; with
+    `extra_module` (a folder of <Name>.<Family>.so files), modules/ is a folder that adds it."""
     game = os.path.join(root, "game")
     os.makedirs(game)
     for entry in os.listdir(run_dir):
-        os.symlink(os.path.join(run_dir, entry), os.path.join(game, entry))
+        if not (extra_module and entry == "modules"):
+            os.symlink(os.path.join(run_dir, entry), os.path.join(game, entry))
+    if extra_module:
+        modules = os.path.join(game, "modules")
+        os.makedirs(modules)
+        for entry in os.listdir(os.path.join(run_dir, "modules")):
+            os.symlink(os.path.join(run_dir, "modules", entry), os.path.join(modules, entry))
+        name = os.listdir(extra_module)[0].split(".")[0]
+        os.symlink(extra_module, os.path.join(modules, name))
     return game
 
 
@@ -159,9 +173,42 @@ def offscreen(orkalin, run_dir, picture_dir):
         shutil.rmtree(root, ignore_errors=True)
 
 
+def webview(orkalin, run_dir, probe_dir):
+    if shutil.which("node") is None or not os.path.exists("/usr/bin/chromium"):
+        print("SKIP: needs node and /usr/bin/chromium (./run test installs them)")
+        return SKIP
+    root = tempfile.mkdtemp(prefix="orkalin-webview-")
+    try:
+        game = make_run_dir(root, run_dir, probe_dir)
+        env = {k: v for k, v in os.environ.items() if k not in ("DISPLAY", "WAYLAND_DISPLAY")}
+        # The probe quits once its frame came; 60 frames a second for 3600 frames end a run whose frame
+        # never comes.
+        os.makedirs(os.path.join(root, "Orkalin-data"))
+        with open(os.path.join(root, "Orkalin-data", "settings.conf"), "w") as settings:
+            settings.write("[graphics]\nframerate_limit_main_rendering = 60\n")
+        result = subprocess.run([orkalin, "--offscreen", "--play", "--frames", "3600", "--size", "256x144",
+                                 "--modules", "WebviewProbe"], cwd=game, env=env, stdout=subprocess.PIPE,
+                                stderr=subprocess.STDOUT, text=True, timeout=240)
+        print(result.stdout, flush=True)
+        if result.returncode != 0:
+            fail(f"exit code {result.returncode}")
+        if "orkalin: a module asked for a web view: the browser process starts" not in result.stdout:
+            fail("the browser process was not started")
+        if "probe: the red page came back from the web view" not in result.stdout:
+            fail("no frame of the probe's page came")
+        pipes = [f for f in os.listdir(os.path.join(root, "Orkalin-data")) if f.startswith("webview.")]
+        if pipes:
+            fail(f"the web view's pipes were left: {pipes}")
+        print("PASS", flush=True)
+        return 0
+    finally:
+        shutil.rmtree(root, ignore_errors=True)
+
+
 def main():
     args = sys.argv[1:]
-    headless = args and args[0] == "--offscreen"
+    mode = args[0] if args and args[0] in ("--offscreen", "--webview") else None
+    headless = mode is not None
     orkalin, run_dir, picture_dir = (os.path.abspath(a) for a in (args[1:4] if headless else args[0:3]))
     orkalin = os.path.abspath(orkalin)
     vkcheck = os.path.join(os.path.dirname(orkalin), "vesmo-vkcheck")
@@ -169,6 +216,8 @@ def main():
     if check and check.returncode != 0:
         print(f"SKIP: {check.stdout.strip() or check.stderr.strip()}")
         return SKIP
+    if mode == "--webview":
+        return webview(orkalin, run_dir, picture_dir)
     if headless:
         return offscreen(orkalin, run_dir, picture_dir)
 

@@ -48,10 +48,15 @@ TEST_F(WebviewWire, IdleTurnsSendPing) {
     ASSERT_TRUE(peer.Ok());
     EXPECT_EQ(Next(), "ping ");
     EXPECT_EQ(Next(), "ping ");
+    EXPECT_FALSE(webview.ViewAsked()); // a launcher starts no browser for this
 }
 
 TEST_F(WebviewWire, OpenTextureAndCloseSendTheirCommandsInOrder) {
     webview.Open("menu", "file:///tmp/menu.html", 640, 480, 1.5);
+    EXPECT_TRUE(webview.ViewAsked());
+    ElectronWebview other;
+    other.Texture(std::make_shared<DynamicAsyncTexture>(1, 1), "screen", "about:blank", 1.0);
+    EXPECT_TRUE(other.ViewAsked());
     webview.Texture(std::make_shared<DynamicAsyncTexture>(256, 128), "screen", "http://127.0.0.1:8000/", 2.0);
     webview.Close("menu");
     EXPECT_EQ(Next(), "open menu file:///tmp/menu.html 640 480 1.500000");
