@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstring>
 #include <limits>
 
 // A hot loop built several times, for the widest vectors the processor has: an ifunc picks one as the
@@ -42,14 +43,7 @@ struct WorldHull {
     alignas(64) std::array<double, kMaxVertices> x, y, z;
     uint32_t count = 0;
 
-    WorldHull(const ConvexMeshCollider& c, const glm::dmat4& transform) : count(c.vertexCount) {
-        for (uint32_t i = 0; i < kMaxVertices; ++i) {
-            const glm::dvec3 v = Transform(transform, c.vertices[i < count ? i : 0]);
-            x[i] = v.x;
-            y[i] = v.y;
-            z[i] = v.z;
-        }
-    }
+    WorldHull(const ConvexMeshCollider& c, const glm::dmat4& transform);
 
     glm::dvec3 Vertex(uint32_t i) const { return {x[i], y[i], z[i]}; }
 
@@ -75,6 +69,31 @@ struct WorldHull {
         return p;
     }
 };
+
+// Points through an affine transform by coordinate, eight at a time where the processor can, each sum
+// grouped as glm groups the product of a matrix with (v, 1): (m0 x + m1 y) + (m2 z + m3).
+__attribute__((target_clones("avx512f", "avx2", "default"))) void
+PlacePoints(const glm::dmat4& m, const double* __restrict px, const double* __restrict py,
+            const double* __restrict pz, double* __restrict x, double* __restrict y, double* __restrict z) {
+    const double m00 = m[0][0], m01 = m[0][1], m02 = m[0][2], m10 = m[1][0], m11 = m[1][1], m12 = m[1][2];
+    const double m20 = m[2][0], m21 = m[2][1], m22 = m[2][2], m30 = m[3][0], m31 = m[3][1], m32 = m[3][2];
+    for (uint32_t i = 0; i < kMaxVertices; ++i) {
+        x[i] = (m00 * px[i] + m10 * py[i]) + (m20 * pz[i] + m30);
+        y[i] = (m01 * px[i] + m11 * py[i]) + (m21 * pz[i] + m31);
+        z[i] = (m02 * px[i] + m12 * py[i]) + (m22 * pz[i] + m32);
+    }
+}
+
+WorldHull::WorldHull(const ConvexMeshCollider& c, const glm::dmat4& transform) : count(c.vertexCount) {
+    alignas(64) std::array<double, kMaxVertices> px, py, pz;
+    for (uint32_t i = 0; i < kMaxVertices; ++i) {
+        const glm::vec3& v = c.vertices[i < count ? i : 0];
+        px[i] = v.x;
+        py[i] = v.y;
+        pz[i] = v.z;
+    }
+    PlacePoints(transform, px.data(), py.data(), pz.data(), x.data(), y.data(), z.data());
+}
 
 // The directions of the vertex pairs (i < j) of a hull, in pair order, rotated to world. A direction
 // equal to an earlier one, or to its exact negation, is left out: its cross axes would repeat earlier axes
@@ -122,6 +141,28 @@ bool TestAxis(const WorldHull& a, const WorldHull& b, const glm::dvec3& axis, do
     return true;
 }
 
+// For each (padded) vertex p of a hull: c, the closest point of a box to p (p taken into the box's frame,
+// clamped as glm::clamp clamps, placed back), and the distance from p to c, as glm::distance gives it.
+__attribute__((target_clones("avx512f", "avx2", "default"))) void
+DistancesToBox(const WorldHull& hull, const glm::dmat4& inverse, const glm::dmat4& transform, const glm::dvec3& lo,
+               const glm::dvec3& hi, double* __restrict cx, double* __restrict cy, double* __restrict cz,
+               double* __restrict distance) {
+    alignas(64) std::array<double, kMaxVertices> qx, qy, qz;
+    PlacePoints(inverse, hull.x.data(), hull.y.data(), hull.z.data(), qx.data(), qy.data(), qz.data());
+    for (uint32_t i = 0; i < kMaxVertices; ++i) {
+        // glm::clamp(v, lo, hi) is min(max(v, lo), hi) with max(x, y) = x < y ? y : x, min(x, y) = y < x ? y : x.
+        const double mx = qx[i] < lo.x ? lo.x : qx[i], my = qy[i] < lo.y ? lo.y : qy[i], mz = qz[i] < lo.z ? lo.z : qz[i];
+        qx[i] = hi.x < mx ? hi.x : mx;
+        qy[i] = hi.y < my ? hi.y : my;
+        qz[i] = hi.z < mz ? hi.z : mz;
+    }
+    PlacePoints(transform, qx.data(), qy.data(), qz.data(), cx, cy, cz);
+    for (uint32_t i = 0; i < kMaxVertices; ++i) {
+        const double dx = hull.x[i] - cx[i], dy = hull.y[i] - cy[i], dz = hull.z[i] - cz[i];
+        distance[i] = std::sqrt(dx * dx + dy * dy + dz * dz);
+    }
+}
+
 // Steps shared by both separating-axis paths once the axis of least overlap is known: the normal from
 // the line of centres, and one contact point on the smaller collider.
 Collision Finish(const ConvexMeshCollider& a, const glm::dmat4& transformA, const glm::dvec3& centerA,
@@ -145,18 +186,23 @@ Collision Finish(const ConvexMeshCollider& a, const glm::dmat4& transformA, cons
     const glm::dvec3 largeMin(large.boxMin), largeMax(large.boxMax);
     const glm::dvec3 smallMin(small.boxMin), smallMax(small.boxMax);
 
+    // The distances of all vertices at once; then the first closest, whose point is the one kept.
+    alignas(64) std::array<double, kMaxVertices> cx, cy, cz, distance;
+    DistancesToBox(smallHull, largeInverse, largeTransform, largeMin, largeMax, cx.data(), cy.data(), cz.data(),
+                   distance.data());
     double closest = kLargestFloat;
     glm::dvec3 point(0.0);
+    uint32_t nearest = kMaxVertices;
     for (uint32_t i = 0; i < smallHull.count; ++i) {
-        const glm::dvec3 p = smallHull.Vertex(i);
-        const glm::dvec3 q = glm::clamp(Transform(largeInverse, p), largeMin, largeMax);
-        const glm::dvec3 c = Transform(largeTransform, q);
-        const double distance = glm::distance(p, c);
-        if (closest > distance) {
-            closest = distance;
-            const glm::dvec3 r = glm::clamp(Transform(smallInverse, c), smallMin, smallMax);
-            point = Transform(smallTransform, r);
+        if (closest > distance[i]) {
+            closest = distance[i];
+            nearest = i;
         }
+    }
+    if (nearest < kMaxVertices) {
+        const glm::dvec3 c(cx[nearest], cy[nearest], cz[nearest]);
+        const glm::dvec3 r = glm::clamp(Transform(smallInverse, c), smallMin, smallMax);
+        point = Transform(smallTransform, r);
     }
     return Collision{point, normal, best};
 }
@@ -272,7 +318,7 @@ struct BoxShapeCache {
 // `keep`, if given, is an entry still in use, which a miss must not overwrite.
 const BoxShape& ShapeOf(BoxShapeCache& cache, const ConvexMeshCollider& c, const BoxShape* keep = nullptr) {
     for (const BoxShape& entry : cache.entries)
-        if (entry.valid && entry.vertices == c.vertices)
+        if (entry.valid && std::memcmp(entry.vertices.data(), c.vertices.data(), sizeof c.vertices) == 0)
             return entry;
     if (&cache.entries[cache.next] == keep)
         cache.next = (cache.next + 1) % cache.entries.size();
@@ -454,7 +500,12 @@ bool BoxCollision(const ConvexMeshCollider& a, const glm::dmat4& transformA, con
         for (size_t k = block; k < std::min(block + 8, axes.count); ++k) {
             if (axes.estimate[k] > threshold)
                 continue;
-            if (!TestAxis(hullA, hullB, {axes.x[k], axes.y[k], axes.z[k]}, best, bestAxis))
+            // The best axis so far again, or its negation (aligned boxes make many of these): the very
+            // same overlap, which can neither separate nor win the tie.
+            const glm::dvec3 n(axes.x[k], axes.y[k], axes.z[k]);
+            if (n == bestAxis || n == -bestAxis)
+                continue;
+            if (!TestAxis(hullA, hullB, n, best, bestAxis))
                 return true;
         }
     }
