@@ -546,11 +546,18 @@ bool BoxCollision(const ConvexMeshCollider& a, const glm::dmat4& transformA, con
         // Too many to take one by one: all of them, several at a time.
         CrossAxes(axes, worldA.data(), shapeA.edgeCount, bx.data(), by.data(), bz.data(), shapeB.edgeCount);
     } else {
-        // In axis order, normalised as the full test normalises them.
-        for (size_t i = 0; i < shapeA.edgeCount; ++i)
-            for (size_t k = 0; k < shapeB.edgeCount; ++k)
-                if (survivors[i * kEdgeLanes + k])
-                    AddAxis(axes, glm::normalize(glm::cross(worldA[i], glm::dvec3(bx[k], by[k], bz[k]))));
+        // Listed without a branch per axis (the marks follow no pattern a predictor could learn), then
+        // normalised in axis order as the full test normalises them.
+        std::array<uint16_t, 13 * kEdgeLanes> list;
+        size_t listed = 0;
+        for (size_t at = 0; at < shapeA.edgeCount * kEdgeLanes; ++at) {
+            list[listed] = static_cast<uint16_t>(at);
+            listed += static_cast<size_t>(survivors[at]);
+        }
+        for (size_t n = 0; n < listed; ++n) {
+            const size_t i = list[n] / kEdgeLanes, k = list[n] % kEdgeLanes;
+            AddAxis(axes, glm::normalize(glm::cross(worldA[i], glm::dvec3(bx[k], by[k], bz[k]))));
+        }
     }
     EstimateOverlaps(axes, faceCount, boxA, boxB);
 
