@@ -500,26 +500,40 @@ CrossAxes(AxisTable& axes, const glm::dvec3* edgesA, size_t countA, const double
 constexpr size_t kEdgeLanes = 16;
 constexpr size_t kOneByOne = 96; // more survivors than this are normalised all together, several at a time
 
+// The cross products by row (A's directions) and lane (B's), and per row the lanes that survive, as bits.
+struct CrossTable {
+    alignas(64) std::array<double, 13 * kEdgeLanes> x, y, z;
+    std::array<uint32_t, 13> rows;
+};
+
 __attribute__((target_clones("avx512f", "avx2", "default"))) size_t
-MarkCrossSurvivors(int64_t* __restrict marks, const glm::dvec3* edgesA, size_t countA, const double* __restrict bx,
+MarkCrossSurvivors(CrossTable& table, const glm::dvec3* edgesA, size_t countA, const double* __restrict bx,
                    const double* __restrict by, const double* __restrict bz, double dx, double dy, double dz,
                    double reach2) {
     int64_t count = 0;
     for (size_t i = 0; i < countA; ++i) {
         const double ax = edgesA[i].x, ay = edgesA[i].y, az = edgesA[i].z;
-        int64_t* __restrict row = marks + i * kEdgeLanes;
+        double* __restrict x = table.x.data() + i * kEdgeLanes;
+        double* __restrict y = table.y.data() + i * kEdgeLanes;
+        double* __restrict z = table.z.data() + i * kEdgeLanes;
+        int64_t mask = 0;
         for (size_t k = 0; k < kEdgeLanes; ++k) {
+            // glm::cross(ea, eb), term for term: kept, so that a survivor need not be crossed again.
             const double cx = ay * bz[k] - by[k] * az;
             const double cy = az * bx[k] - bz[k] * ax;
             const double cz = ax * by[k] - bx[k] * ay;
+            x[k] = cx;
+            y[k] = cy;
+            z[k] = cz;
             const double q = cx * cx + cy * cy + cz * cz;
             const double cd = cx * dx + cy * dy + cz * dz;
             const bool zero = (cx == 0.0) & (cy == 0.0) & (cz == 0.0);
             const bool near = (q >= 1e-200) & (cd * cd < reach2 * q);
             const int64_t mark = !(zero | near);
-            row[k] = mark;
+            mask |= mark << k;
             count += mark;
         }
+        table.rows[i] = static_cast<uint32_t>(mask);
     }
     return static_cast<size_t>(count);
 }
@@ -579,25 +593,21 @@ bool BoxCollision(const ConvexMeshCollider& a, const glm::dmat4& transformA, con
     const bool bounded = 2.0 * halfWidthA > faceThreshold && 2.0 * halfWidthB > faceThreshold && reach > 0.0 &&
                          std::isfinite(reach);
     const glm::dvec3 d = boxA.center - boxB.center;
-    alignas(64) std::array<int64_t, 13 * kEdgeLanes> survivors;
+    CrossTable cross;
     const size_t survivorCount =
-        MarkCrossSurvivors(survivors.data(), worldA.data(), shapeA.edgeCount, bx.data(), by.data(), bz.data(), d.x,
-                           d.y, d.z, bounded ? reach * reach * (1.0 - 1e-9) : -1.0);
+        MarkCrossSurvivors(cross, worldA.data(), shapeA.edgeCount, bx.data(), by.data(), bz.data(), d.x, d.y, d.z,
+                           bounded ? reach * reach * (1.0 - 1e-9) : -1.0);
     if (survivorCount > kOneByOne) {
         // Too many to take one by one: all of them, several at a time.
         CrossAxes(axes, worldA.data(), shapeA.edgeCount, bx.data(), by.data(), bz.data(), shapeB.edgeCount);
     } else {
-        // Listed without a branch per axis (the marks follow no pattern a predictor could learn), then
-        // normalised in axis order as the full test normalises them.
-        std::array<uint16_t, 13 * kEdgeLanes> list;
-        size_t listed = 0;
-        for (size_t at = 0; at < shapeA.edgeCount * kEdgeLanes; ++at) {
-            list[listed] = static_cast<uint16_t>(at);
-            listed += static_cast<size_t>(survivors[at]);
-        }
-        for (size_t n = 0; n < listed; ++n) {
-            const size_t i = list[n] / kEdgeLanes, k = list[n] % kEdgeLanes;
-            AddAxis(axes, glm::cross(worldA[i], glm::dvec3(bx[k], by[k], bz[k])));
+        // In axis order, row by row and lane by lane (the set bits of each row), normalised as the full test
+        // normalises them.
+        for (size_t i = 0; i < shapeA.edgeCount; ++i) {
+            for (uint32_t lanes = cross.rows[i]; lanes != 0; lanes &= lanes - 1) {
+                const size_t at = i * kEdgeLanes + static_cast<size_t>(__builtin_ctz(lanes));
+                AddAxis(axes, {cross.x[at], cross.y[at], cross.z[at]});
+            }
         }
         NormaliseAxes(axes, faceCount);
     }
