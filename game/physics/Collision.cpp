@@ -275,7 +275,7 @@ Collision SphereCollision(const ConvexMeshCollider& a, const glm::dmat4& transfo
 //     separate nor reach the least overlap, so it cannot change the result and is not projected;
 //   - every other axis is projected exactly, in axis order, with the same comparisons as the full test,
 //     which gives the same least overlap and, in a tie, the same earliest axis.
-// Most cross axes are not even built: a bound that needs neither root nor division (MarkCrossSurvivors)
+// Most cross axes are not even normalised: a bound that needs neither root nor division (MarkCrossSurvivors)
 // shows that they cannot come near the least estimate of the face axes, which is all the second rule asks.
 
 // The corners of a collider's box when its hull is exactly that box, with extents that are normal floats.
