@@ -72,7 +72,7 @@ struct WorldHull {
 
 // Points through an affine transform by coordinate, eight at a time where the processor can, each sum
 // grouped as glm groups the product of a matrix with (v, 1): (m0 x + m1 y) + (m2 z + m3).
-__attribute__((target_clones("avx512f", "avx2", "default"))) void
+GAME_VECTOR_CLONES void
 PlacePoints(const glm::dmat4& m, const double* __restrict px, const double* __restrict py,
             const double* __restrict pz, double* __restrict x, double* __restrict y, double* __restrict z) {
     const double m00 = m[0][0], m01 = m[0][1], m02 = m[0][2], m10 = m[1][0], m11 = m[1][1], m12 = m[1][2];
@@ -143,7 +143,7 @@ bool TestAxis(const WorldHull& a, const WorldHull& b, const glm::dvec3& axis, do
 
 // For each (padded) vertex p of a hull: c, the closest point of a box to p (p taken into the box's frame,
 // clamped as glm::clamp clamps, placed back), and the distance from p to c, as glm::distance gives it.
-__attribute__((target_clones("avx512f", "avx2", "default"))) void
+GAME_VECTOR_CLONES void
 DistancesToBox(const WorldHull& hull, const glm::dmat4& inverse, const glm::dmat4& transform, const glm::dvec3& lo,
                const glm::dvec3& hi, double* __restrict cx, double* __restrict cy, double* __restrict cz,
                double* __restrict distance) {
@@ -430,7 +430,7 @@ GAME_VECTOR_CLONES double LeastEstimate(AxisTable& axes) {
 
 // Normalises the axes [begin, count) of the table in place, as glm::normalize does it (times the inverse
 // of the root of the dot product), several at a time: one by one, each would wait for its root.
-__attribute__((target_clones("avx512f", "avx2", "default"))) void NormaliseAxes(AxisTable& axes, size_t begin) {
+GAME_VECTOR_CLONES void NormaliseAxes(AxisTable& axes, size_t begin) {
     double* __restrict x = axes.x.data();
     double* __restrict y = axes.y.data();
     double* __restrict z = axes.z.data();
@@ -506,7 +506,7 @@ struct CrossTable {
     std::array<uint32_t, 13> rows;
 };
 
-__attribute__((target_clones("avx512f", "avx2", "default"))) size_t
+GAME_VECTOR_CLONES size_t
 MarkCrossSurvivors(CrossTable& table, const glm::dvec3* edgesA, size_t countA, const double* __restrict bx,
                    const double* __restrict by, const double* __restrict bz, double dx, double dy, double dz,
                    double reach2) {
