@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstring>
 #include <limits>
 
 // A hot loop built several times, for the widest vectors the processor has: an ifunc picks one as the
@@ -42,14 +43,7 @@ struct WorldHull {
     alignas(64) std::array<double, kMaxVertices> x, y, z;
     uint32_t count = 0;
 
-    WorldHull(const ConvexMeshCollider& c, const glm::dmat4& transform) : count(c.vertexCount) {
-        for (uint32_t i = 0; i < kMaxVertices; ++i) {
-            const glm::dvec3 v = Transform(transform, c.vertices[i < count ? i : 0]);
-            x[i] = v.x;
-            y[i] = v.y;
-            z[i] = v.z;
-        }
-    }
+    WorldHull(const ConvexMeshCollider& c, const glm::dmat4& transform);
 
     glm::dvec3 Vertex(uint32_t i) const { return {x[i], y[i], z[i]}; }
 
@@ -75,6 +69,31 @@ struct WorldHull {
         return p;
     }
 };
+
+// Points through an affine transform by coordinate, eight at a time where the processor can, each sum
+// grouped as glm groups the product of a matrix with (v, 1): (m0 x + m1 y) + (m2 z + m3).
+GAME_VECTOR_CLONES void
+PlacePoints(const glm::dmat4& m, const double* __restrict px, const double* __restrict py,
+            const double* __restrict pz, double* __restrict x, double* __restrict y, double* __restrict z) {
+    const double m00 = m[0][0], m01 = m[0][1], m02 = m[0][2], m10 = m[1][0], m11 = m[1][1], m12 = m[1][2];
+    const double m20 = m[2][0], m21 = m[2][1], m22 = m[2][2], m30 = m[3][0], m31 = m[3][1], m32 = m[3][2];
+    for (uint32_t i = 0; i < kMaxVertices; ++i) {
+        x[i] = (m00 * px[i] + m10 * py[i]) + (m20 * pz[i] + m30);
+        y[i] = (m01 * px[i] + m11 * py[i]) + (m21 * pz[i] + m31);
+        z[i] = (m02 * px[i] + m12 * py[i]) + (m22 * pz[i] + m32);
+    }
+}
+
+WorldHull::WorldHull(const ConvexMeshCollider& c, const glm::dmat4& transform) : count(c.vertexCount) {
+    alignas(64) std::array<double, kMaxVertices> px, py, pz;
+    for (uint32_t i = 0; i < kMaxVertices; ++i) {
+        const glm::vec3& v = c.vertices[i < count ? i : 0];
+        px[i] = v.x;
+        py[i] = v.y;
+        pz[i] = v.z;
+    }
+    PlacePoints(transform, px.data(), py.data(), pz.data(), x.data(), y.data(), z.data());
+}
 
 // The directions of the vertex pairs (i < j) of a hull, in pair order, rotated to world. A direction
 // equal to an earlier one, or to its exact negation, is left out: its cross axes would repeat earlier axes
@@ -122,6 +141,28 @@ bool TestAxis(const WorldHull& a, const WorldHull& b, const glm::dvec3& axis, do
     return true;
 }
 
+// For each (padded) vertex p of a hull: c, the closest point of a box to p (p taken into the box's frame,
+// clamped as glm::clamp clamps, placed back), and the distance from p to c, as glm::distance gives it.
+GAME_VECTOR_CLONES void
+DistancesToBox(const WorldHull& hull, const glm::dmat4& inverse, const glm::dmat4& transform, const glm::dvec3& lo,
+               const glm::dvec3& hi, double* __restrict cx, double* __restrict cy, double* __restrict cz,
+               double* __restrict distance) {
+    alignas(64) std::array<double, kMaxVertices> qx, qy, qz;
+    PlacePoints(inverse, hull.x.data(), hull.y.data(), hull.z.data(), qx.data(), qy.data(), qz.data());
+    for (uint32_t i = 0; i < kMaxVertices; ++i) {
+        // glm::clamp(v, lo, hi) is min(max(v, lo), hi) with max(x, y) = x < y ? y : x, min(x, y) = y < x ? y : x.
+        const double mx = qx[i] < lo.x ? lo.x : qx[i], my = qy[i] < lo.y ? lo.y : qy[i], mz = qz[i] < lo.z ? lo.z : qz[i];
+        qx[i] = hi.x < mx ? hi.x : mx;
+        qy[i] = hi.y < my ? hi.y : my;
+        qz[i] = hi.z < mz ? hi.z : mz;
+    }
+    PlacePoints(transform, qx.data(), qy.data(), qz.data(), cx, cy, cz);
+    for (uint32_t i = 0; i < kMaxVertices; ++i) {
+        const double dx = hull.x[i] - cx[i], dy = hull.y[i] - cy[i], dz = hull.z[i] - cz[i];
+        distance[i] = std::sqrt(dx * dx + dy * dy + dz * dz);
+    }
+}
+
 // Steps shared by both separating-axis paths once the axis of least overlap is known: the normal from
 // the line of centres, and one contact point on the smaller collider.
 Collision Finish(const ConvexMeshCollider& a, const glm::dmat4& transformA, const glm::dvec3& centerA,
@@ -145,18 +186,23 @@ Collision Finish(const ConvexMeshCollider& a, const glm::dmat4& transformA, cons
     const glm::dvec3 largeMin(large.boxMin), largeMax(large.boxMax);
     const glm::dvec3 smallMin(small.boxMin), smallMax(small.boxMax);
 
+    // The distances of all vertices at once; then the first closest, whose point is the one kept.
+    alignas(64) std::array<double, kMaxVertices> cx, cy, cz, distance;
+    DistancesToBox(smallHull, largeInverse, largeTransform, largeMin, largeMax, cx.data(), cy.data(), cz.data(),
+                   distance.data());
     double closest = kLargestFloat;
     glm::dvec3 point(0.0);
+    uint32_t nearest = kMaxVertices;
     for (uint32_t i = 0; i < smallHull.count; ++i) {
-        const glm::dvec3 p = smallHull.Vertex(i);
-        const glm::dvec3 q = glm::clamp(Transform(largeInverse, p), largeMin, largeMax);
-        const glm::dvec3 c = Transform(largeTransform, q);
-        const double distance = glm::distance(p, c);
-        if (closest > distance) {
-            closest = distance;
-            const glm::dvec3 r = glm::clamp(Transform(smallInverse, c), smallMin, smallMax);
-            point = Transform(smallTransform, r);
+        if (closest > distance[i]) {
+            closest = distance[i];
+            nearest = i;
         }
+    }
+    if (nearest < kMaxVertices) {
+        const glm::dvec3 c(cx[nearest], cy[nearest], cz[nearest]);
+        const glm::dvec3 r = glm::clamp(Transform(smallInverse, c), smallMin, smallMax);
+        point = Transform(smallTransform, r);
     }
     return Collision{point, normal, best};
 }
@@ -229,6 +275,8 @@ Collision SphereCollision(const ConvexMeshCollider& a, const glm::dmat4& transfo
 //     separate nor reach the least overlap, so it cannot change the result and is not projected;
 //   - every other axis is projected exactly, in axis order, with the same comparisons as the full test,
 //     which gives the same least overlap and, in a tie, the same earliest axis.
+// Most cross axes are not even normalised: a bound that needs neither root nor division (MarkCrossSurvivors)
+// shows that they cannot come near the least estimate of the face axes, which is all the second rule asks.
 
 // The corners of a collider's box when its hull is exactly that box, with extents that are normal floats.
 bool CornersOfBox(const std::array<glm::vec3, kMaxVertices>& vertices, glm::vec3& lo, glm::vec3& hi) {
@@ -272,7 +320,7 @@ struct BoxShapeCache {
 // `keep`, if given, is an entry still in use, which a miss must not overwrite.
 const BoxShape& ShapeOf(BoxShapeCache& cache, const ConvexMeshCollider& c, const BoxShape* keep = nullptr) {
     for (const BoxShape& entry : cache.entries)
-        if (entry.valid && entry.vertices == c.vertices)
+        if (entry.valid && std::memcmp(entry.vertices.data(), c.vertices.data(), sizeof c.vertices) == 0)
             return entry;
     if (&cache.entries[cache.next] == keep)
         cache.next = (cache.next + 1) % cache.entries.size();
@@ -321,6 +369,21 @@ struct PlacedBox {
         for (int i = 0; i < 3; ++i)
             halfAxis[i] = glm::dvec3(transform[i]) * half[i];
     }
+
+    // No axis projects the box to less than twice this (0 when unknown): sum |n . halfAxis[i]| is at least
+    // the length of the vector of those products, which is at least the root of the least eigenvalue of the
+    // Gram matrix of the half axes, which Gershgorin's discs bound from below (exactly, for a rotated box).
+    double LeastHalfWidth() const {
+        double bound = std::numeric_limits<double>::infinity();
+        for (int i = 0; i < 3; ++i) {
+            double row = glm::dot(halfAxis[i], halfAxis[i]);
+            for (int j = 0; j < 3; ++j)
+                if (j != i)
+                    row -= std::abs(glm::dot(halfAxis[i], halfAxis[j]));
+            bound = std::min(bound, row);
+        }
+        return bound > 0.0 ? std::sqrt(bound) * (1.0 - 1e-9) : 0.0;
+    }
 };
 
 constexpr size_t kMaxBoxAxes = 2 * kMaxNormals + 13 * 13 + 7; // and room to pad to a multiple of 8
@@ -365,6 +428,45 @@ GAME_VECTOR_CLONES double LeastEstimate(AxisTable& axes) {
     return std::min(std::min(lanes[0], lanes[1]), std::min(lanes[2], lanes[3]));
 }
 
+// Normalises the axes [begin, count) of the table in place, as glm::normalize does it (times the inverse
+// of the root of the dot product), several at a time: one by one, each would wait for its root.
+GAME_VECTOR_CLONES void NormaliseAxes(AxisTable& axes, size_t begin) {
+    double* __restrict x = axes.x.data();
+    double* __restrict y = axes.y.data();
+    double* __restrict z = axes.z.data();
+    for (size_t k = begin; k < axes.count; ++k) {
+        const double inverse = 1.0 / std::sqrt(x[k] * x[k] + y[k] * y[k] + z[k] * z[k]);
+        x[k] *= inverse;
+        y[k] *= inverse;
+        z[k] *= inverse;
+    }
+}
+
+// The face axes before they are normalised: does one of them surely separate? Their estimates are those
+// along the axis times its length (up to rounding), so they are compared with the slack on squares, and
+// nothing waits for a root on the commonest way out of the test.
+bool FaceAxesSeparate(const AxisTable& axes, double slack) {
+    const double limit = slack * slack * (1.0 + 1e-9);
+    bool separated = false;
+    for (size_t k = 0; k < axes.count; ++k) {
+        const double e = axes.estimate[k];
+        const double q = axes.x[k] * axes.x[k] + axes.y[k] * axes.y[k] + axes.z[k] * axes.z[k];
+        separated |= (q >= 1e-200) & (e < 0.0) & (e * e > limit * q);
+    }
+    return separated;
+}
+
+// Then normalises them, and their estimates with them.
+void NormaliseFaceAxes(AxisTable& axes) {
+    for (size_t k = 0; k < axes.count; ++k) {
+        const double inverse = 1.0 / std::sqrt(axes.x[k] * axes.x[k] + axes.y[k] * axes.y[k] + axes.z[k] * axes.z[k]);
+        axes.x[k] *= inverse;
+        axes.y[k] *= inverse;
+        axes.z[k] *= inverse;
+        axes.estimate[k] *= inverse;
+    }
+}
+
 // The cross axes of two edge sets, in the order of A's edges then B's, normalised as
 // glm::normalize(glm::cross(ea, eb)) does it. B's edges come by coordinate, so that the inner loop runs
 // over several of them at a time.
@@ -387,6 +489,53 @@ CrossAxes(AxisTable& axes, const glm::dvec3* edgesA, size_t countA, const double
         }
     }
     axes.count += countA * countB;
+}
+
+// A cheaper rejection of the cross axes, by a bound that needs no root: along a unit axis n the estimate is
+// min(2 ra, 2 rb, ra + rb - |n . d|), and ra, rb are at least the boxes' least half widths. So an axis
+// along which the centres are closer than `reach` cannot come near the least overlap the face axes already
+// show, and needs no estimate. Marks the others (an exact zero cross product is a NaN axis, skipped like
+// the full test skips it) and returns how many there are. B's directions are padded to 16 lanes with zero
+// vectors, so that the loop runs whole vectors.
+constexpr size_t kEdgeLanes = 16;
+constexpr size_t kOneByOne = 96; // more survivors than this are normalised all together, several at a time
+
+// The cross products by row (A's directions) and lane (B's), and per row the lanes that survive, as bits.
+struct CrossTable {
+    alignas(64) std::array<double, 13 * kEdgeLanes> x, y, z;
+    std::array<uint32_t, 13> rows;
+};
+
+GAME_VECTOR_CLONES size_t
+MarkCrossSurvivors(CrossTable& table, const glm::dvec3* edgesA, size_t countA, const double* __restrict bx,
+                   const double* __restrict by, const double* __restrict bz, double dx, double dy, double dz,
+                   double reach2) {
+    int64_t count = 0;
+    for (size_t i = 0; i < countA; ++i) {
+        const double ax = edgesA[i].x, ay = edgesA[i].y, az = edgesA[i].z;
+        double* __restrict x = table.x.data() + i * kEdgeLanes;
+        double* __restrict y = table.y.data() + i * kEdgeLanes;
+        double* __restrict z = table.z.data() + i * kEdgeLanes;
+        int64_t mask = 0;
+        for (size_t k = 0; k < kEdgeLanes; ++k) {
+            // glm::cross(ea, eb), term for term: kept, so that a survivor need not be crossed again.
+            const double cx = ay * bz[k] - by[k] * az;
+            const double cy = az * bx[k] - bz[k] * ax;
+            const double cz = ax * by[k] - bx[k] * ay;
+            x[k] = cx;
+            y[k] = cy;
+            z[k] = cz;
+            const double q = cx * cx + cy * cy + cz * cz;
+            const double cd = cx * dx + cy * dy + cz * dz;
+            const bool zero = (cx == 0.0) & (cy == 0.0) & (cz == 0.0);
+            const bool near = (q >= 1e-200) & (cd * cd < reach2 * q);
+            const int64_t mark = !(zero | near);
+            mask |= mark << k;
+            count += mark;
+        }
+        table.rows[i] = static_cast<uint32_t>(mask);
+    }
+    return static_cast<size_t>(count);
 }
 
 void AddAxis(AxisTable& axes, const glm::dvec3& n) {
@@ -412,26 +561,56 @@ bool BoxCollision(const ConvexMeshCollider& a, const glm::dmat4& transformA, con
     result = {};
     const glm::dmat3 rotationA(transformA), rotationB(transformB);
     for (uint32_t i = 0; i < a.normalCount; ++i)
-        AddAxis(axes, glm::normalize(rotationA * glm::dvec3(a.faceNormals[i])));
+        AddAxis(axes, rotationA * glm::dvec3(a.faceNormals[i]));
     for (uint32_t i = 0; i < b.normalCount; ++i)
-        AddAxis(axes, glm::normalize(rotationB * glm::dvec3(b.faceNormals[i])));
+        AddAxis(axes, rotationB * glm::dvec3(b.faceNormals[i]));
     EstimateOverlaps(axes, 0, boxA, boxB);
-    for (size_t k = 0; k < axes.count; ++k)
-        if (axes.estimate[k] < -slack)
-            return true; // separated by a face axis: the common early exit
+    if (FaceAxesSeparate(axes, slack))
+        return true; // separated by a face axis: the common early exit
+    NormaliseFaceAxes(axes);
     const size_t faceCount = axes.count;
 
     std::array<glm::dvec3, 13> worldA;
     for (size_t i = 0; i < shapeA.edgeCount; ++i)
         worldA[i] = rotationA * shapeA.edges[i];
-    alignas(64) std::array<double, 13> bx, by, bz;
-    for (size_t k = 0; k < shapeB.edgeCount; ++k) {
-        const glm::dvec3 e = rotationB * shapeB.edges[k];
+    alignas(64) std::array<double, kEdgeLanes> bx, by, bz;
+    for (size_t k = 0; k < kEdgeLanes; ++k) {
+        const glm::dvec3 e = k < shapeB.edgeCount ? rotationB * shapeB.edges[k] : glm::dvec3(0.0);
         bx[k] = e.x;
         by[k] = e.y;
         bz[k] = e.z;
     }
-    CrossAxes(axes, worldA.data(), shapeA.edgeCount, bx.data(), by.data(), bz.data(), shapeB.edgeCount);
+
+    // The face axes' least estimate bounds the least overlap already; cross axes along which the centres
+    // are too close to reach it are left out before anything is normalised. The margins cover the
+    // rounding of the estimates (one slack) and of the squares.
+    double leastFace = std::numeric_limits<double>::infinity();
+    for (size_t k = 0; k < faceCount; ++k)
+        leastFace = axes.estimate[k] < leastFace ? axes.estimate[k] : leastFace;
+    const double faceThreshold = std::max(leastFace + 2.0 * slack, slack) + slack;
+    const double halfWidthA = boxA.LeastHalfWidth(), halfWidthB = boxB.LeastHalfWidth();
+    const double reach = halfWidthA + halfWidthB - faceThreshold;
+    const bool bounded = 2.0 * halfWidthA > faceThreshold && 2.0 * halfWidthB > faceThreshold && reach > 0.0 &&
+                         std::isfinite(reach);
+    const glm::dvec3 d = boxA.center - boxB.center;
+    CrossTable cross;
+    const size_t survivorCount =
+        MarkCrossSurvivors(cross, worldA.data(), shapeA.edgeCount, bx.data(), by.data(), bz.data(), d.x, d.y, d.z,
+                           bounded ? reach * reach * (1.0 - 1e-9) : -1.0);
+    if (survivorCount > kOneByOne) {
+        // Too many to take one by one: all of them, several at a time.
+        CrossAxes(axes, worldA.data(), shapeA.edgeCount, bx.data(), by.data(), bz.data(), shapeB.edgeCount);
+    } else {
+        // In axis order, row by row and lane by lane (the set bits of each row), normalised as the full test
+        // normalises them.
+        for (size_t i = 0; i < shapeA.edgeCount; ++i) {
+            for (uint32_t lanes = cross.rows[i]; lanes != 0; lanes &= lanes - 1) {
+                const size_t at = i * kEdgeLanes + static_cast<size_t>(__builtin_ctz(lanes));
+                AddAxis(axes, {cross.x[at], cross.y[at], cross.z[at]});
+            }
+        }
+        NormaliseAxes(axes, faceCount);
+    }
     EstimateOverlaps(axes, faceCount, boxA, boxB);
 
     // Degenerate axes (parallel edges) are NaN and skipped, as the full test skips them.
@@ -454,7 +633,12 @@ bool BoxCollision(const ConvexMeshCollider& a, const glm::dmat4& transformA, con
         for (size_t k = block; k < std::min(block + 8, axes.count); ++k) {
             if (axes.estimate[k] > threshold)
                 continue;
-            if (!TestAxis(hullA, hullB, {axes.x[k], axes.y[k], axes.z[k]}, best, bestAxis))
+            // The best axis so far again, or its negation (aligned boxes make many of these): the very
+            // same overlap, which can neither separate nor win the tie.
+            const glm::dvec3 n(axes.x[k], axes.y[k], axes.z[k]);
+            if (n == bestAxis || n == -bestAxis)
+                continue;
+            if (!TestAxis(hullA, hullB, n, best, bestAxis))
                 return true;
         }
     }
@@ -478,7 +662,14 @@ Collision ConvexCollision(const ConvexMeshCollider& a, const glm::dmat4& transfo
 
     const glm::dvec3 centerA = BoxCenter(a, transformA);
     const glm::dvec3 centerB = BoxCenter(b, transformB);
-    if (glm::distance(centerA, centerB) > static_cast<double>(a.radius) + static_cast<double>(b.radius))
+    // The spheres, on squares where the answer is clear (no root to wait for), by the distance itself
+    // where it is close.
+    const double reach = static_cast<double>(a.radius) + static_cast<double>(b.radius);
+    const glm::dvec3 between = centerA - centerB;
+    const double distance2 = glm::dot(between, between);
+    if (reach >= 0.0 && distance2 > reach * reach * (1.0 + 1e-12))
+        return {};
+    if (!(reach >= 0.0 && distance2 < reach * reach * (1.0 - 1e-12)) && glm::distance(centerA, centerB) > reach)
         return {};
 
     if (a.IsSphere())

@@ -21,6 +21,7 @@
 #include <glm/glm.hpp>
 #include <glm/gtc/quaternion.hpp>
 
+#include <cstring>
 #include <memory>
 #include <unordered_set>
 #include <vector>
@@ -157,7 +158,17 @@ public:
     std::vector<game::entity::ConvexMeshCollider> debugColliders;
     std::unordered_set<game::entity::Id> ignoredCollisions;
 
+    // GetTransform() * c.transform. For the first collider the product is kept while the body's pose stays
+    // bit for bit the same: a body is met by each neighbour that lists it in a sub-step, and only a contact
+    // moves it.
+    const glm::dmat4& PlaceCollider(const Collider& c, glm::dmat4& scratch);
+
 private:
+    glm::dmat4 placedFirst_{0.0};
+    glm::dvec3 placedPosition_{0.0};
+    glm::dquat placedOrientation_{1.0, 0.0, 0.0, 0.0};
+    bool placedValid_ = false;
+
     // Whether a ray from `origin` along `direction` (body frame) meets a collider of this body other than
     // `self`.
     bool TraceRay(const glm::dvec3& origin, const glm::dvec3& direction, const Collider* self);
@@ -174,6 +185,23 @@ template <class EntityT> glm::dmat4 Rigidbody<EntityT>::GetTransform() const {
     glm::dmat4 transform(glm::mat3_cast(orientation));
     transform[3] = glm::dvec4(position, 1.0);
     return transform;
+}
+
+template <class EntityT>
+const glm::dmat4& DynamicRigidbody<EntityT>::PlaceCollider(const Collider& c, glm::dmat4& scratch) {
+    if (&c != this->colliders.data()) {
+        scratch = this->GetTransform() * c.transform;
+        return scratch;
+    }
+    // The bits, not the values: a pose of -0 and one of +0 place the collider differently.
+    if (!placedValid_ || std::memcmp(&placedPosition_, &this->position, sizeof placedPosition_) != 0 ||
+        std::memcmp(&placedOrientation_, &this->orientation, sizeof placedOrientation_) != 0) {
+        placedFirst_ = this->GetTransform() * c.transform;
+        placedPosition_ = this->position;
+        placedOrientation_ = this->orientation;
+        placedValid_ = true;
+    }
+    return placedFirst_;
 }
 
 template <class EntityT>

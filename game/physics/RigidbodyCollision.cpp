@@ -92,9 +92,9 @@ template <class EntityT> void DynamicRigidbody<EntityT>::CollisionDetection(doub
 
     for (const Collider& c : this->colliders) {
         // `self` is placed only where a pass has something to meet: a body alone in the air needs no matrix.
-        glm::dmat4 selfTransform;
+        glm::dmat4 selfTransform, scratch;
         if (!dynamicCandidates.empty())
-            selfTransform = this->GetTransform() * c.transform;
+            selfTransform = this->PlaceCollider(c, scratch);
         {
             vesmo::cpu::Profiler dynamicScope("Dynamic collision detection");
             for (DynamicRigidbody* other : dynamicCandidates) {
@@ -103,7 +103,8 @@ template <class EntityT> void DynamicRigidbody<EntityT>::CollisionDetection(doub
                                                  glm::dvec3(c.boxMax), other->boundsMin, other->boundsMax, true, true))
                     continue;
                 for (const Collider& oc : other->colliders) {
-                    const glm::dmat4 otherTransform = other->GetTransform() * oc.transform;
+                    glm::dmat4 otherScratch;
+                    const glm::dmat4& otherTransform = other->PlaceCollider(oc, otherScratch);
                     // The sphere goes first, and the normal always points towards this body.
                     Collision collision;
                     if (oc.IsSphere()) {
@@ -128,7 +129,7 @@ template <class EntityT> void DynamicRigidbody<EntityT>::CollisionDetection(doub
                     }
                     if (collision.depth > 0) {
                         RespondToCollision(this, other, collision, c.Friction() * oc.Friction(), 0.0);
-                        selfTransform = this->GetTransform() * c.transform;
+                        selfTransform = this->PlaceCollider(c, scratch);
                     }
                 }
             }
@@ -143,7 +144,7 @@ template <class EntityT> void DynamicRigidbody<EntityT>::CollisionDetection(doub
             vesmo::cpu::Profiler staticScope("Static collision detection");
             hit = false;
             if (!staticCandidates.empty() || parentBody)
-                selfTransform = this->GetTransform() * c.transform;
+                selfTransform = this->PlaceCollider(c, scratch);
             for (Rigidbody<EntityT>* other : staticCandidates) {
                 const glm::dmat4 otherBody = other->GetTransform();
                 if (other->colliders.size() > 3 &&
@@ -152,7 +153,7 @@ template <class EntityT> void DynamicRigidbody<EntityT>::CollisionDetection(doub
                     continue;
                 for (const Collider& oc : other->colliders) {
                     if (hit) {
-                        selfTransform = this->GetTransform() * c.transform;
+                        selfTransform = this->PlaceCollider(c, scratch);
                         hit = false;
                     }
                     pair(c, selfTransform, oc, otherBody * oc.transform);
@@ -171,7 +172,7 @@ template <class EntityT> void DynamicRigidbody<EntityT>::CollisionDetection(doub
             const glm::dmat4 parentFrame = glm::translate(glm::dmat4(1.0), parentBody->centerOfMass);
             for (const Collider& pc : parentBody->colliders) {
                 if (hit) {
-                    selfTransform = this->GetTransform() * c.transform;
+                    selfTransform = this->PlaceCollider(c, scratch);
                     hit = false;
                 }
                 pair(c, selfTransform, pc, parentFrame * pc.transform);

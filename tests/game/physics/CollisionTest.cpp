@@ -204,7 +204,13 @@ struct PairMaker {
             const glm::dmat4 turn = Rotation();
             const double tiny = std::pow(10.0, Uniform(-12, -3));
             a.transform = turn;
-            b.transform = Translation({Uniform(-1.5, 1.5), Uniform(-1.5, 1.5), Uniform(-1.5, 1.5)}) * turn *
+            glm::dvec3 offset{Uniform(-1.5, 1.5), Uniform(-1.5, 1.5), Uniform(-1.5, 1.5)};
+            if (Below(2)) { // b on a face of a, just apart or just in, as crates lie in a pile
+                const int axis = Below(3);
+                offset[axis] = double(a.boxMax[axis]) - double(b.boxMin[axis]) + Uniform(-0.01, 0.01);
+                offset = glm::dmat3(turn) * offset;
+            }
+            b.transform = Translation(offset) * turn *
                           glm::rotate(glm::dmat4(1.0), tiny, glm::normalize(glm::dvec3(Uniform(-1, 1), 1, 0.5)));
             if (Below(2)) {
                 const glm::dmat4 far = Translation({Uniform(-6e6, 6e6), Uniform(-6e6, 6e6), Uniform(-6e6, 6e6)});
