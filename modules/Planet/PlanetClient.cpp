@@ -23,6 +23,7 @@
 #include "game/graphics/GameRenderer.hpp"
 #include "game/graphics/Mesh.hpp"
 #include "game/graphics/RenderableInstance.hpp"
+#include "game/graphics/ui/InventoryUi.hpp"
 #include "game/input/Controller.hpp"
 #include "game/modular/Families.hpp"
 
@@ -30,6 +31,7 @@
 #include <glm/gtc/quaternion.hpp>
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <cstdio>
 #include <memory>
@@ -244,6 +246,30 @@ void PublishDrawList() {
     g_drawFresh = true;
 }
 
+// ---- the backpack: the avatar's inventory binding (TAB) shows and hides it. It holds one of each kind of
+// thing the world has, to look at: there is nothing to pick up in the demo yet. Made and let go on the main
+// loop, toggled on the input loop, drawn in the UI frame.
+std::shared_ptr<game::graphics::ui::InventoryUi> g_backpack;
+std::atomic<bool> g_backpackShown{false};
+
+void MakeBackpack() {
+    using game::graphics::ui::InventoryUi;
+    game::Inventory record{8, {}};
+    for (const Kind kind : kKinds) {
+        const std::string type = planet::TypeName(kind);
+        InventoryUi::ItemCreatorFunctions[g_moduleId.String()][type] = [](const game::Item& item, auto revision) {
+            return std::make_shared<InventoryUi::Item>(item, revision);
+        };
+        const uint64_t slot = record.items.size();
+        record.items[std::to_string(slot)] =
+            game::Item{game::UniqueId(0x504C4E5400000000ull, slot + 1), g_moduleId, type, 1, {}};
+    }
+    g_backpack = InventoryUi::Make(game::UniqueId(0x504C4E5400000000ull, 0), "Backpack", record.capacity);
+    g_backpack->UpdateInventory(record);
+    g_backpackShown = false;
+    Game::userInventory = g_backpack;
+}
+
 } // namespace
 
 PLANET_EXPORT int ModuleSort() { return 0; }
@@ -254,10 +280,12 @@ PLANET_EXPORT void Game_Start() {
     g_posesSeen = 0;
     g_worldBuilt = false;
     RegisterClientTypes();
+    MakeBackpack();
 }
 
 // The library drops the client-side entities after this hook; the module lets its references go first.
 PLANET_EXPORT void Game_Stop() {
+    g_backpack.reset();
     g_entities.clear();
     g_poses.clear();
     std::lock_guard lock(g_drawMutex);
@@ -275,6 +303,13 @@ PLANET_EXPORT void Game_Update(double) {
 }
 
 PLANET_EXPORT void Input_Update_Play(double deltaTime) {
+    // The backpack turns on the binding's press, not while it is held.
+    static bool inventoryHeld = false;
+    const bool inventory = Controller::GetAvatarInventory();
+    if (inventory && !inventoryHeld)
+        g_backpackShown = !g_backpackShown;
+    inventoryHeld = inventory;
+
     const double look = 0.06; // degrees per look unit
     const double forward = Controller::GetAvatarTranslateForward() - Controller::GetAvatarTranslateBackward();
     const double right = Controller::GetAvatarTranslateRight() - Controller::GetAvatarTranslateLeft();
@@ -290,6 +325,19 @@ PLANET_EXPORT void Input_Update_Play(double deltaTime) {
         const double ground = std::max(g_planet.GroundHeight(g_camera.position), 0.0);
         g_camera.position.z = std::max(g_camera.position.z, ground + 1.0);
     }
+}
+
+// Inside the UI frame: the backpack follows the input loop's toggle here, where it is drawn.
+PLANET_EXPORT void Renderer_FrameUpdateUi() {
+    if (!g_backpack)
+        return;
+    const bool shown = g_backpackShown;
+    if (shown != g_backpack->visible) {
+        shown ? g_backpack->Show() : g_backpack->Hide();
+        std::printf("Planet: backpack %s\n", shown ? "shown" : "hidden");
+        std::fflush(stdout);
+    }
+    game::graphics::ui::InventoryUi::UpdateUi();
 }
 
 PLANET_EXPORT void Renderer_StartRendering() { g_pass.Create(Game::renderer); }
@@ -343,3 +391,4 @@ PLANET_EXPORT void Renderer_FrameRenderCommands(VkCommandBuffer commandBuffer) {
 static_assert(std::is_same_v<decltype(&Game_Update), game::modular::DeltaHook>);
 static_assert(std::is_same_v<decltype(&Renderer_FrameRenderCommands), game::modular::CommandHook>);
 static_assert(std::is_same_v<decltype(&Renderer_FrameInit), game::modular::Hook>);
+static_assert(std::is_same_v<decltype(&Renderer_FrameUpdateUi), game::modular::Hook>);

@@ -3,7 +3,8 @@
 
 Starts orkalin in a fresh run directory, clicks PLAY through the window (xdotool: real X input), lets the
 demo world run 120 frames, takes a screenshot with F12, opens the settings with F1, picks another graphics
-preset from its combo, binds a key captured from the keyboard on the input tab, holds ESCAPE to quit, and
+preset from its combo, binds a key captured from the keyboard on the input tab, shows and hides the backpack
+with TAB (a picture of it), holds ESCAPE to quit, and
 checks: exit code 0, no validation message, the world saved, the preset and the key in the settings file,
 and the picture's sky, ground and crate yard.
 
@@ -262,6 +263,18 @@ def main():
         time.sleep(1.0)
         press("k", 1.0)
         client.wait_for(r"Settings: zoom bound")
+
+        # The backpack: a short ESCAPE closes the panels, TAB (the inventory binding) shows it, TAB hides it.
+        press("Escape", 0.5)
+        time.sleep(1.0)
+        press("Tab", 0.5)
+        client.wait_for(r"Planet: backpack shown")
+        time.sleep(1.0)
+        press("F12")
+        backpack_shot = client.wait_for(r"Screenshot: (\S+)").group(1)
+        keep_picture(os.path.join(game, backpack_shot), picture_dir, "client-backpack.png")
+        press("Tab", 0.5)
+        client.wait_for(r"Planet: backpack hidden")
 
         # ESCAPE held for two seconds quits.
         xdotool("keydown", "Escape")
