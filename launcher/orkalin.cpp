@@ -27,6 +27,7 @@
 #include "WorldSession.hpp"
 
 #include "NetClientLink.hpp"
+#include "Protocol.hpp"
 
 #include "game/Game.hpp"
 #include "game/graphics/ui/Panels.hpp"
@@ -144,27 +145,17 @@ bool ParseNumber(const char* text, long long& value) {
     return end != text && *end == '\0';
 }
 
-// "HOST" or "HOST:PORT" (an IPv6 address in brackets: "[::1]:PORT").
+// "HOST" or "HOST:PORT" (ENet speaks IPv4: a name or a dotted address).
 bool ParseAddress(const std::string& text, std::string& host, uint16_t& port) {
-    port = 29170; // the Net module's default
-    std::string rest;
-    if (!text.empty() && text[0] == '[') {
-        const size_t close = text.find(']');
-        if (close == std::string::npos)
-            return false;
-        host = text.substr(1, close - 1);
-        rest = text.substr(close + 1);
-    } else {
-        const size_t colon = text.find(':');
-        host = text.substr(0, colon);
-        rest = colon == std::string::npos ? "" : text.substr(colon);
-    }
+    port = net::DefaultPort;
+    const size_t colon = text.find(':');
+    host = text.substr(0, colon);
     if (host.empty())
         return false;
-    if (rest.empty())
+    if (colon == std::string::npos)
         return true;
     long long value = 0;
-    if (rest[0] != ':' || !ParseNumber(rest.c_str() + 1, value) || value < 1 || value > 65535)
+    if (!ParseNumber(text.c_str() + colon + 1, value) || value < 1 || value > 65535)
         return false;
     port = static_cast<uint16_t>(value);
     return true;
@@ -172,6 +163,7 @@ bool ParseAddress(const std::string& text, std::string& host, uint16_t& port) {
 
 // Fills `options`; returns -1 to go on, else the exit code.
 int ParseArguments(int argc, char** argv, Options& options) {
+    bool connectGiven = false;
     for (int i = 1; i < argc; ++i) {
         const std::string arg = argv[i];
         auto value = [&]() -> const char* {
@@ -209,8 +201,10 @@ int ParseArguments(int argc, char** argv, Options& options) {
                 options.settings = text;
             else if (arg == "--screenshot")
                 options.screenshot = text;
-            else if (arg == "--connect")
+            else if (arg == "--connect") {
                 options.connect = text;
+                connectGiven = true;
+            }
             else
                 options.modules = SplitNames(text);
         } else if (arg == "--frames") {
@@ -237,7 +231,7 @@ int ParseArguments(int argc, char** argv, Options& options) {
         std::fprintf(stderr, "orkalin: --world wants a plain folder name\n");
         return kExitUsage;
     }
-    if (!options.connect.empty() && !ParseAddress(options.connect, options.connectHost, options.connectPort)) {
+    if (connectGiven && !ParseAddress(options.connect, options.connectHost, options.connectPort)) {
         std::fprintf(stderr, "orkalin: --connect wants HOST or HOST:PORT (a port from 1 to 65535)\n");
         return kExitUsage;
     }
@@ -453,7 +447,8 @@ void JoinLoop(Client& c) {
             return;
         link->Join(c.options.connectHost.c_str(), c.options.connectPort);
         waitWhile([&] { return link->State() == net::LinkState::Joining; });
-        if (link->State() == net::LinkState::Joined) {
+        const bool joined = link->State() == net::LinkState::Joined;
+        if (joined) {
             c.playing = true;
             waitWhile([&] { return link->State() == net::LinkState::Joined; });
         }
@@ -461,12 +456,13 @@ void JoinLoop(Client& c) {
             return;
         c.playing = false;
         c.playRequested = false;
+        const std::string what = "the server at " + c.options.connect + (joined ? " was lost" : " did not answer");
         if (!c.options.screenshot.empty()) {
-            std::fprintf(stderr, "orkalin: the server at %s was lost\n", c.options.connect.c_str());
+            std::fprintf(stderr, "orkalin: %s\n", what.c_str());
             Fail(c, kExitRunFailed);
             return;
         }
-        std::printf("orkalin: the server at %s was lost; back to the main menu\n", c.options.connect.c_str());
+        std::printf("orkalin: %s; back to the main menu\n", what.c_str());
         std::fflush(stdout);
         c.backToMenu = true;
     }
@@ -581,8 +577,10 @@ void RenderLoop(Client& c, vesmo::graphics::GlfwWindow* glfwWindow) {
             const auto sinceReport = begin - lastReport;
             if (playFrames % 120 == 0 || sinceReport >= std::chrono::seconds(10)) {
                 const double span = std::chrono::duration<double>(Clock::now() - lastReport).count();
-                std::printf("orkalin: world '%s', frame %llu of play, %.1f frames per second\n",
-                            c.session.world.c_str(), static_cast<unsigned long long>(playFrames),
+                std::printf("orkalin: %s '%s', frame %llu of play, %.1f frames per second\n",
+                            c.options.connect.empty() ? "world" : "server",
+                            c.options.connect.empty() ? c.session.world.c_str() : c.options.connect.c_str(),
+                            static_cast<unsigned long long>(playFrames),
                             static_cast<double>(reportFrames) / span);
                 std::fflush(stdout);
                 lastReport = Clock::now();

@@ -74,7 +74,9 @@ void JoinNow() {
         host = g_requestHost;
         port = g_requestPort;
     }
-    LeaveNow();
+    ForgetEntities(); // the state stays Joining: the launcher waits on it
+    if (g_session)
+        g_session->Leave();
     g_address = host + ":" + std::to_string(port);
     if (!g_enetReady && enet_initialize() == 0)
         g_enetReady = true;
