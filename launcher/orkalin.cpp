@@ -1,6 +1,8 @@
 // orkalin: the game client. A window (or an offscreen image), sound, the settings, the renderer, the main
 // menu, and the world simulated in the same process: the server loop runs beside the client's loops, and
 // the world's files are the dedicated server's, so a world opens in either.
+// With --connect HOST[:PORT] there is no world here: the Net GAME_Mod module joins that server and mirrors
+// its entities, and the server loop's thread only asks it to join and watches for the server going away.
 //
 // Working directory: the run directory (build/game/), or --game-dir. From there modules are
 // modules/<Name>/<Name>.<Family>.so, the settings file is ../Orkalin-data/settings.conf and worlds are under
