@@ -1,6 +1,8 @@
 // orkalin: the game client. A window (or an offscreen image), sound, the settings, the renderer, the main
 // menu, and the world simulated in the same process: the server loop runs beside the client's loops, and
 // the world's files are the dedicated server's, so a world opens in either.
+// With --connect HOST[:PORT] there is no world here: the Net GAME_Mod module joins that server and mirrors
+// its entities, and the server loop's thread only asks it to join and watches for the server going away.
 //
 // Working directory: the run directory (build/game/), or --game-dir. From there modules are
 // modules/<Name>/<Name>.<Family>.so, the settings file is ../Orkalin-data/settings.conf and worlds are under
@@ -26,6 +28,9 @@
 #include "FrameStats.hpp"
 #include "WorldSession.hpp"
 
+#include "NetClientLink.hpp"
+#include "Protocol.hpp"
+
 #include "game/Game.hpp"
 #include "game/graphics/ui/Panels.hpp"
 #include "game/modular/Families.hpp"
@@ -38,6 +43,7 @@
 
 #include <imgui.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
@@ -73,6 +79,9 @@ struct Options {
     std::string gameDir;
     std::string settings = "../Orkalin-data/settings.conf";
     std::string screenshot;
+    std::string connect; // HOST[:PORT]: join that server instead of simulating a world here
+    std::string connectHost;
+    uint16_t connectPort = 0;
     long long frames = -1; // frames of the playing world, then quit; -1: until quit
     int width = 1280;
     int height = 720;
@@ -107,6 +116,11 @@ void PrintHelp() {
         "\n"
         "Options:\n"
         "  --world NAME        the world that PLAY opens (default demo)\n"
+        "  --connect HOST[:PORT]\n"
+        "                      PLAY joins the dedicated server there (port default 29170) instead of opening\n"
+        "                      a world here; the modules (--modules, default Planet) draw its entities. When\n"
+        "                      the server is lost the client says so and returns to the main menu (with\n"
+        "                      --screenshot it exits 1)\n"
         "  --modules A,B       the modules of a new world (default Planet)\n"
         "  --game-dir DIR      the run directory (default: the working directory)\n"
         "  --settings PATH     the settings file (default ../Orkalin-data/settings.conf)\n"
@@ -133,8 +147,25 @@ bool ParseNumber(const char* text, long long& value) {
     return end != text && *end == '\0';
 }
 
+// "HOST" or "HOST:PORT" (ENet speaks IPv4: a name or a dotted address).
+bool ParseAddress(const std::string& text, std::string& host, uint16_t& port) {
+    port = net::DefaultPort;
+    const size_t colon = text.find(':');
+    host = text.substr(0, colon);
+    if (host.empty())
+        return false;
+    if (colon == std::string::npos)
+        return true;
+    long long value = 0;
+    if (!ParseNumber(text.c_str() + colon + 1, value) || value < 1 || value > 65535)
+        return false;
+    port = static_cast<uint16_t>(value);
+    return true;
+}
+
 // Fills `options`; returns -1 to go on, else the exit code.
 int ParseArguments(int argc, char** argv, Options& options) {
+    bool connectGiven = false;
     for (int i = 1; i < argc; ++i) {
         const std::string arg = argv[i];
         auto value = [&]() -> const char* {
@@ -160,7 +191,7 @@ int ParseArguments(int argc, char** argv, Options& options) {
         } else if (arg == "--silent") {
             options.silent = true;
         } else if (arg == "--world" || arg == "--game-dir" || arg == "--settings" || arg == "--screenshot" ||
-                   arg == "--modules") {
+                   arg == "--modules" || arg == "--connect") {
             const char* text = value();
             if (!text)
                 return kExitUsage;
@@ -172,6 +203,10 @@ int ParseArguments(int argc, char** argv, Options& options) {
                 options.settings = text;
             else if (arg == "--screenshot")
                 options.screenshot = text;
+            else if (arg == "--connect") {
+                options.connect = text;
+                connectGiven = true;
+            }
             else
                 options.modules = SplitNames(text);
         } else if (arg == "--frames") {
@@ -198,6 +233,10 @@ int ParseArguments(int argc, char** argv, Options& options) {
         std::fprintf(stderr, "orkalin: --world wants a plain folder name\n");
         return kExitUsage;
     }
+    if (connectGiven && !ParseAddress(options.connect, options.connectHost, options.connectPort)) {
+        std::fprintf(stderr, "orkalin: --connect wants HOST or HOST:PORT (a port from 1 to 65535)\n");
+        return kExitUsage;
+    }
     if (!options.screenshot.empty()) {
         options.play = true;
         if (options.frames < 0)
@@ -214,7 +253,8 @@ struct Client {
     client::FrameStats stats;
 
     std::atomic<bool> playRequested{false}; // PLAY was pressed: the server loop loads the world
-    std::atomic<bool> playing{false};       // the world is loaded and ticking
+    std::atomic<bool> playing{false};       // the world is loaded and ticking (or the server joined)
+    std::atomic<bool> backToMenu{false};    // the joined server was lost: the rendering loop shows the menu
     std::atomic<int> exitCode{kExitOk};
 
     // The web view's threads, made by the main loop when a module first asks for a view.
@@ -371,8 +411,71 @@ void InputLoop(Client& c) {
     }
 }
 
+// ---- joining a server (--connect): the server loop's place. The Net GAME_Mod module does the talking on
+// the main loop; this thread asks it to join when PLAY is pressed and watches for the server going away.
+net::ClientLink* FindClientLink() {
+    GAME_Mod::Ptr module = GAME_Mod::GetModule("Net");
+    if (!module || !module->ModuleGetCustomPtr)
+        return nullptr;
+    return reinterpret_cast<net::GetClientLinkHook>(module->ModuleGetCustomPtr)();
+}
+
+// The modules of a client that joins: those that draw the server's entities, and the network's.
+void AddJoiningModules(std::vector<std::string>& modules) {
+    if (std::find(modules.begin(), modules.end(), "Net") == modules.end())
+        modules.push_back("Net");
+}
+
+void ReportJoin(Client& c) {
+    if (net::ClientLink* link = FindClientLink())
+        std::printf("Net: left %s with %zu entities\n", c.options.connect.c_str(), link->EntityCount());
+    std::fflush(stdout);
+}
+
+void JoinLoop(Client& c) {
+    net::ClientLink* link = FindClientLink();
+    if (!link) {
+        std::fprintf(stderr, "orkalin: --connect needs the Net module (modules/Net/Net.GAME_Mod.so)\n");
+        Fail(c, kExitModule);
+        return;
+    }
+    const auto waitWhile = [](auto condition) {
+        while (Game::isActive.load() && condition())
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    };
+    while (Game::isActive.load()) {
+        waitWhile([&] { return !c.playRequested.load(); });
+        if (!Game::isActive.load())
+            return;
+        link->Join(c.options.connectHost.c_str(), c.options.connectPort);
+        waitWhile([&] { return link->State() == net::LinkState::Joining; });
+        const bool joined = link->State() == net::LinkState::Joined;
+        if (joined) {
+            c.playing = true;
+            waitWhile([&] { return link->State() == net::LinkState::Joined; });
+        }
+        if (!Game::isActive.load())
+            return;
+        c.playing = false;
+        c.playRequested = false;
+        const std::string what = "the server at " + c.options.connect + (joined ? " was lost" : " did not answer");
+        if (!c.options.screenshot.empty()) {
+            std::fprintf(stderr, "orkalin: %s\n", what.c_str());
+            Fail(c, kExitRunFailed);
+            return;
+        }
+        std::printf("orkalin: %s; back to the main menu\n", what.c_str());
+        std::fflush(stdout);
+        c.backToMenu = true;
+    }
+}
+
 // ---- the server loop
 void ServerLoop(Client& c) {
+    if (!c.options.connect.empty()) {
+        JoinLoop(c);
+        return;
+    }
     while (Game::isActive.load() && !c.playRequested.load())
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     if (!Game::isActive.load())
@@ -450,6 +553,10 @@ void RenderLoop(Client& c, vesmo::graphics::GlfwWindow* glfwWindow) {
         }
         c.frameDone.notify_one();
 
+        if (c.backToMenu.exchange(false)) {
+            Game::SetInputMode_Ui();
+            c.renderer->SetMenuVisible(true);
+        }
         // The menu's PLAY (or --play, which presses it once the menu has been on screen).
         if (c.renderer->MenuVisible()) {
             ++menuFrames;
@@ -472,8 +579,10 @@ void RenderLoop(Client& c, vesmo::graphics::GlfwWindow* glfwWindow) {
             const auto sinceReport = begin - lastReport;
             if (playFrames % 120 == 0 || sinceReport >= std::chrono::seconds(10)) {
                 const double span = std::chrono::duration<double>(Clock::now() - lastReport).count();
-                std::printf("orkalin: world '%s', frame %llu of play, %.1f frames per second\n",
-                            c.session.world.c_str(), static_cast<unsigned long long>(playFrames),
+                std::printf("orkalin: %s '%s', frame %llu of play, %.1f frames per second\n",
+                            c.options.connect.empty() ? "world" : "server",
+                            c.options.connect.empty() ? c.session.world.c_str() : c.options.connect.c_str(),
+                            static_cast<unsigned long long>(playFrames),
                             static_cast<double>(reportFrames) / span);
                 std::fflush(stdout);
                 lastReport = Clock::now();
@@ -613,12 +722,14 @@ int main(int argc, char** argv) {
     Game::renderer = renderer.get();
     renderer->InitMenu();
     Game::audio = audio.get();
-    Game::_is_server = true;
+    Game::_is_server = options.connect.empty(); // a joining client has no world of its own
     Game::_mode = 0;
 
     // ---- modules: the world's SERVER_Mod ones, and the GAME_Init and GAME_Mod parts of the same names
     std::vector<std::string> modules = options.modules.empty() ? std::vector<std::string>{"Planet"} : options.modules;
-    if (const int code = c.session.ReadFile(options.world, true, modules); code != kExitOk)
+    if (!options.connect.empty())
+        AddJoiningModules(modules);
+    else if (const int code = c.session.ReadFile(options.world, true, modules); code != kExitOk)
         return code;
     if (!options.modules.empty() || !c.session.existed)
         c.session.file.modules = modules;
@@ -628,7 +739,7 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "orkalin: %s\n", error.what());
         return kExitModule;
     }
-    if (const int code = c.session.LoadModules(); code != kExitOk)
+    if (const int code = options.connect.empty() ? c.session.LoadModules() : kExitOk; code != kExitOk)
         return code;
     try {
         LoadOptionalModules<GAME_Mod>(c.session.file.modules);
@@ -638,10 +749,11 @@ int main(int argc, char** argv) {
         return kExitModule;
     }
     SortGameModules();
-    std::printf("orkalin: %s %ux%u on %s; world '%s', modules:", offscreen ? "offscreen" : "window",
+    std::printf("orkalin: %s %ux%u on %s; %s '%s', modules:", offscreen ? "offscreen" : "window",
                 renderer->GetOutputImageExtent().width, renderer->GetOutputImageExtent().height,
                 renderer->GetDevice() ? renderer->GetDevice()->Physical().Name().c_str() : "no device",
-                c.session.world.c_str());
+                options.connect.empty() ? "world" : "server", options.connect.empty() ? c.session.world.c_str()
+                                                                                      : options.connect.c_str());
     for (const std::string& name : c.session.file.modules)
         std::printf(" %s", name.c_str());
     std::printf("\n");
@@ -665,6 +777,8 @@ int main(int argc, char** argv) {
     mainLoop.join();
     inputLoop.join();
     serverLoop.join();
+    if (!options.connect.empty())
+        ReportJoin(c);
     // The browser thread waits for the game's end (Quit, above); the read thread may be handing an image to
     // a texture of a module's, which Game::Stop and the unloading below let go. The views' callbacks go
     // too, started or not: one may hold the last weak reference to a module's texture, and dropping that
@@ -685,7 +799,7 @@ int main(int argc, char** argv) {
         std::printf("orkalin: %u validation messages\n", renderer->ValidationMessageCount());
 
     // ---- the world: saved when it played and nothing failed
-    if (c.playing.load() && exitCode == kExitOk) {
+    if (c.playing.load() && exitCode == kExitOk && options.connect.empty()) {
         if (!c.session.Save())
             exitCode = kExitRunFailed;
     } else if (exitCode != kExitOk) {

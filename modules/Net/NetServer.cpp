@@ -140,8 +140,8 @@ void Service() {
             client->address = AddressText(event.peer->address);
             event.peer->data = client.get();
             server.clients.push_back(std::move(client));
-            std::printf("Net: %s joined (%zu connected)\n", server.clients.back()->address.c_str(),
-                        server.clients.size());
+            std::printf("Net: %s joined (%zu connected, %zu entities)\n", server.clients.back()->address.c_str(),
+                        server.clients.size(), server.infos.size());
             std::fflush(stdout);
             break;
         }
@@ -189,6 +189,7 @@ void Gather() {
         info.module = entity->moduleId;
         info.type = entity->type;
         info.stepExponent = known.stepExponent;
+        info.parent = entity->parentEntity;
         snapshot.push_back({known.index, net::Quantise(entity->position, entity->orientation, known.stepExponent)});
     });
     std::erase_if(server.known, [&](const auto& entry) { return entry.second.seenAt != server.tick; });

@@ -3,7 +3,8 @@
 //
 // Server to client, channel 0 (reliable, in order), one message per packet, kind first (8 bits):
 //   Creation   index u | step exponent s | id 2 x 64 | module 2 x 64 | type: length u (at most
-//              MaxTypeLength) then its bytes
+//              MaxTypeLength) then its bytes | has parent 1 | [parent's id 2 x 64]
+//              (a component's pose is in its parent's frame, so the client must hang it there too)
 //   Removal    index u
 // Client to server, channel 1 (unreliable):
 //   Acknowledgement   the sequence of the newest snapshot the client has decoded, 16
@@ -40,6 +41,7 @@ struct EntityInfo {
     vesmo::modular::ModuleID module;
     std::string type;
     int stepExponent = 0;
+    game::UniqueId parent; // null: a free entity
 };
 
 inline void WriteCreation(BitWriter& out, const EntityInfo& info) {
@@ -54,6 +56,12 @@ inline void WriteCreation(BitWriter& out, const EntityInfo& info) {
     out.WriteUnsigned(length);
     for (size_t i = 0; i < length; ++i)
         out.Write(uint8_t(info.type[i]), 8);
+    const bool hasParent = !info.parent.IsNull();
+    out.Write(hasParent, 1);
+    if (hasParent) {
+        out.Write(info.parent.First(), 64);
+        out.Write(info.parent.Second(), 64);
+    }
 }
 
 inline void WriteRemoval(BitWriter& out, uint32_t index) {
@@ -89,6 +97,11 @@ inline bool ReadCreation(BitReader& in, EntityInfo& info) {
     info.type.resize(length);
     for (char& c : info.type)
         c = char(in.Read(8));
+    info.parent = game::UniqueId();
+    if (in.Read(1)) {
+        const uint64_t parentFirst = in.Read(64), parentSecond = in.Read(64);
+        info.parent = game::UniqueId(parentFirst, parentSecond);
+    }
     return Finished(in);
 }
 

@@ -146,8 +146,15 @@ void RegisterClientTypes() {
 // new target, and those the server no longer has go.
 void Follow() {
     planet::WorldView* view = FindWorldView();
+    if (!view) {
+        // No server part here: the client joined a server, whose entities the network module mirrors. The
+        // ground is the planet a new world gets (the seed does not travel over the network yet).
+        if (!g_worldBuilt)
+            BuildWorld(g_planet.seed);
+        return;
+    }
     uint32_t seed = 0;
-    if (!view || !view->Take(g_poses, g_posesSeen, seed))
+    if (!view->Take(g_poses, g_posesSeen, seed))
         return;
     ++g_turn;
     if (!g_worldBuilt)

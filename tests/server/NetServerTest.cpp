@@ -177,7 +177,8 @@ protected:
         }
         enet_deinitialize();
     }
-    // Every entity the server dumped at its end, in every client, where the server left it: what rests
+    // Every entity the server dumped at its end, in every client, where the server left it (and a component
+    // under its parent, whose frame its pose is in): what rests
     // within the grid (half a step each way), what moves within its last ticks' motion (the glider flies
     // 0.25 m a tick, and the very last snapshot may arrive after the server's goodbye and be dropped).
     void ExpectClientsSeeTheDumpedPoses(const std::vector<ClientSession>& clients) const {
@@ -196,6 +197,7 @@ protected:
                     if (entity.id.ToString() == id)
                         info = &entity;
                 ASSERT_NE(info, nullptr) << id;
+                EXPECT_EQ(info->parent.IsNull(), type != "wheel") << type; // a wheel hangs under its rover
                 ASSERT_NE(client.Latest(), nullptr);
                 const net::Snapshot& snapshot = *client.Latest();
                 auto it = std::find_if(snapshot.begin(), snapshot.end(),
