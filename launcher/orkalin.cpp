@@ -111,7 +111,7 @@ void PrintHelp() {
         "the settings file is ../Orkalin-data/settings.conf and worlds are in ../Orkalin-data/server/worlds/.\n"
         "\n"
         "Keys: the bindings of the settings file move the free camera (W A S D, SPACE up, LEFT_CONTROL down,\n"
-        "the mouse looks); F1 settings, F3 overlays, F4 admin panel, F7 debug window, F12 screenshot (into\n"
+        "the mouse looks); TAB backpack, F1 settings, F3 overlays, F4 admin panel, F7 debug window, F12 screenshot (into\n"
         "../Orkalin-data/screenshots/), ESCAPE closes the panels, held two seconds it quits.\n"
         "\n"
         "Options:\n"
