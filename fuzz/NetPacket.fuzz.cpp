@@ -27,7 +27,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
             if (net::ReadAcknowledgement(ack, sequence)) {
                 net::BitWriter again;
                 net::WriteAcknowledgement(again, sequence);
-                GAME_ASSERT(again.Bytes().size() == length && std::equal(packet, packet + length, again.Bytes().begin()));
+                GAME_ASSERT(again.Bytes().size() == length &&
+                            std::equal(packet, packet + length, again.Bytes().begin()));
             }
 
             if (snapshot) {

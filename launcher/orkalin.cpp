@@ -111,8 +111,8 @@ void PrintHelp() {
         "the settings file is ../Orkalin-data/settings.conf and worlds are in ../Orkalin-data/server/worlds/.\n"
         "\n"
         "Keys: the bindings of the settings file move the free camera (W A S D, SPACE up, LEFT_CONTROL down,\n"
-        "the mouse looks); TAB backpack, F1 settings, F3 overlays, F4 admin panel, F7 debug window, F12 screenshot (into\n"
-        "../Orkalin-data/screenshots/), ESCAPE closes the panels, held two seconds it quits.\n"
+        "the mouse looks); TAB backpack, F1 settings, F3 overlays, F4 admin panel, F7 debug window, F12\n"
+        "screenshot (into ../Orkalin-data/screenshots/), ESCAPE closes the panels, held two seconds it quits.\n"
         "\n"
         "Options:\n"
         "  --world NAME        the world that PLAY opens (default demo)\n"
@@ -206,8 +206,7 @@ int ParseArguments(int argc, char** argv, Options& options) {
             else if (arg == "--connect") {
                 options.connect = text;
                 connectGiven = true;
-            }
-            else
+            } else
                 options.modules = SplitNames(text);
         } else if (arg == "--frames") {
             const char* text = value();
@@ -582,8 +581,7 @@ void RenderLoop(Client& c, vesmo::graphics::GlfwWindow* glfwWindow) {
                 std::printf("orkalin: %s '%s', frame %llu of play, %.1f frames per second\n",
                             c.options.connect.empty() ? "world" : "server",
                             c.options.connect.empty() ? c.session.world.c_str() : c.options.connect.c_str(),
-                            static_cast<unsigned long long>(playFrames),
-                            static_cast<double>(reportFrames) / span);
+                            static_cast<unsigned long long>(playFrames), static_cast<double>(reportFrames) / span);
                 std::fflush(stdout);
                 lastReport = Clock::now();
                 reportFrames = 0;
@@ -752,8 +750,8 @@ int main(int argc, char** argv) {
     std::printf("orkalin: %s %ux%u on %s; %s '%s', modules:", offscreen ? "offscreen" : "window",
                 renderer->GetOutputImageExtent().width, renderer->GetOutputImageExtent().height,
                 renderer->GetDevice() ? renderer->GetDevice()->Physical().Name().c_str() : "no device",
-                options.connect.empty() ? "world" : "server", options.connect.empty() ? c.session.world.c_str()
-                                                                                      : options.connect.c_str());
+                options.connect.empty() ? "world" : "server",
+                options.connect.empty() ? c.session.world.c_str() : options.connect.c_str());
     for (const std::string& name : c.session.file.modules)
         std::printf(" %s", name.c_str());
     std::printf("\n");

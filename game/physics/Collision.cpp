@@ -72,9 +72,9 @@ struct WorldHull {
 
 // Points through an affine transform by coordinate, eight at a time where the processor can, each sum
 // grouped as glm groups the product of a matrix with (v, 1): (m0 x + m1 y) + (m2 z + m3).
-GAME_VECTOR_CLONES void
-PlacePoints(const glm::dmat4& m, const double* __restrict px, const double* __restrict py,
-            const double* __restrict pz, double* __restrict x, double* __restrict y, double* __restrict z) {
+GAME_VECTOR_CLONES void PlacePoints(const glm::dmat4& m, const double* __restrict px, const double* __restrict py,
+                                    const double* __restrict pz, double* __restrict x, double* __restrict y,
+                                    double* __restrict z) {
     const double m00 = m[0][0], m01 = m[0][1], m02 = m[0][2], m10 = m[1][0], m11 = m[1][1], m12 = m[1][2];
     const double m20 = m[2][0], m21 = m[2][1], m22 = m[2][2], m30 = m[3][0], m31 = m[3][1], m32 = m[3][2];
     for (uint32_t i = 0; i < kMaxVertices; ++i) {
@@ -143,15 +143,15 @@ bool TestAxis(const WorldHull& a, const WorldHull& b, const glm::dvec3& axis, do
 
 // For each (padded) vertex p of a hull: c, the closest point of a box to p (p taken into the box's frame,
 // clamped as glm::clamp clamps, placed back), and the distance from p to c, as glm::distance gives it.
-GAME_VECTOR_CLONES void
-DistancesToBox(const WorldHull& hull, const glm::dmat4& inverse, const glm::dmat4& transform, const glm::dvec3& lo,
-               const glm::dvec3& hi, double* __restrict cx, double* __restrict cy, double* __restrict cz,
-               double* __restrict distance) {
+GAME_VECTOR_CLONES void DistancesToBox(const WorldHull& hull, const glm::dmat4& inverse, const glm::dmat4& transform,
+                                       const glm::dvec3& lo, const glm::dvec3& hi, double* __restrict cx,
+                                       double* __restrict cy, double* __restrict cz, double* __restrict distance) {
     alignas(64) std::array<double, kMaxVertices> qx, qy, qz;
     PlacePoints(inverse, hull.x.data(), hull.y.data(), hull.z.data(), qx.data(), qy.data(), qz.data());
     for (uint32_t i = 0; i < kMaxVertices; ++i) {
         // glm::clamp(v, lo, hi) is min(max(v, lo), hi) with max(x, y) = x < y ? y : x, min(x, y) = y < x ? y : x.
-        const double mx = qx[i] < lo.x ? lo.x : qx[i], my = qy[i] < lo.y ? lo.y : qy[i], mz = qz[i] < lo.z ? lo.z : qz[i];
+        const double mx = qx[i] < lo.x ? lo.x : qx[i], my = qy[i] < lo.y ? lo.y : qy[i],
+                     mz = qz[i] < lo.z ? lo.z : qz[i];
         qx[i] = hi.x < mx ? hi.x : mx;
         qy[i] = hi.y < my ? hi.y : my;
         qz[i] = hi.z < mz ? hi.z : mz;
@@ -396,8 +396,7 @@ struct AxisTable {
 
 // The overlap of the two boxes along each axis of the table, from their centres and half extents.
 // target_clones: the loop runs four (or eight) axes at a time where the processor can.
-GAME_VECTOR_CLONES void
-EstimateOverlaps(AxisTable& axes, size_t begin, const PlacedBox& a, const PlacedBox& b) {
+GAME_VECTOR_CLONES void EstimateOverlaps(AxisTable& axes, size_t begin, const PlacedBox& a, const PlacedBox& b) {
     const glm::dvec3 d = a.center - b.center;
     for (size_t k = begin; k < axes.count; ++k) {
         const double nx = axes.x[k], ny = axes.y[k], nz = axes.z[k];
@@ -470,9 +469,8 @@ void NormaliseFaceAxes(AxisTable& axes) {
 // The cross axes of two edge sets, in the order of A's edges then B's, normalised as
 // glm::normalize(glm::cross(ea, eb)) does it. B's edges come by coordinate, so that the inner loop runs
 // over several of them at a time.
-GAME_VECTOR_CLONES void
-CrossAxes(AxisTable& axes, const glm::dvec3* edgesA, size_t countA, const double* __restrict bx,
-          const double* __restrict by, const double* __restrict bz, size_t countB) {
+GAME_VECTOR_CLONES void CrossAxes(AxisTable& axes, const glm::dvec3* edgesA, size_t countA, const double* __restrict bx,
+                                  const double* __restrict by, const double* __restrict bz, size_t countB) {
     double* __restrict x = axes.x.data() + axes.count;
     double* __restrict y = axes.y.data() + axes.count;
     double* __restrict z = axes.z.data() + axes.count;
@@ -506,10 +504,10 @@ struct CrossTable {
     std::array<uint32_t, 13> rows;
 };
 
-GAME_VECTOR_CLONES size_t
-MarkCrossSurvivors(CrossTable& table, const glm::dvec3* edgesA, size_t countA, const double* __restrict bx,
-                   const double* __restrict by, const double* __restrict bz, double dx, double dy, double dz,
-                   double reach2) {
+GAME_VECTOR_CLONES size_t MarkCrossSurvivors(CrossTable& table, const glm::dvec3* edgesA, size_t countA,
+                                             const double* __restrict bx, const double* __restrict by,
+                                             const double* __restrict bz, double dx, double dy, double dz,
+                                             double reach2) {
     int64_t count = 0;
     for (size_t i = 0; i < countA; ++i) {
         const double ax = edgesA[i].x, ay = edgesA[i].y, az = edgesA[i].z;
@@ -590,8 +588,8 @@ bool BoxCollision(const ConvexMeshCollider& a, const glm::dmat4& transformA, con
     const double faceThreshold = std::max(leastFace + 2.0 * slack, slack) + slack;
     const double halfWidthA = boxA.LeastHalfWidth(), halfWidthB = boxB.LeastHalfWidth();
     const double reach = halfWidthA + halfWidthB - faceThreshold;
-    const bool bounded = 2.0 * halfWidthA > faceThreshold && 2.0 * halfWidthB > faceThreshold && reach > 0.0 &&
-                         std::isfinite(reach);
+    const bool bounded =
+        2.0 * halfWidthA > faceThreshold && 2.0 * halfWidthB > faceThreshold && reach > 0.0 && std::isfinite(reach);
     const glm::dvec3 d = boxA.center - boxB.center;
     CrossTable cross;
     const size_t survivorCount =
