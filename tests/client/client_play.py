@@ -9,7 +9,8 @@ checks: exit code 0, no validation message, the world saved, the preset and the 
 and the picture's sky, ground and crate yard.
 
 With --offscreen first, it runs the way a user without a screen sees the game instead: no display,
-`orkalin --screenshot PATH --frames 60` presses PLAY itself, writes the picture and exits 0.
+`orkalin --screenshot PATH --frames 60` presses PLAY itself, writes the picture and exits 0; the world it
+plays is one that orkalin-server made, and orkalin-server loads it again after the client saved it.
 
 With --webview first, the third argument is the folder of the WebviewProbe module (WebviewProbe.cpp), which
 asks for a web view when the game starts: offscreen, the client starts the browser process, the probe gets
@@ -160,6 +161,13 @@ def offscreen(orkalin, run_dir, picture_dir):
         game = make_run_dir(root, run_dir)
         env = {k: v for k, v in os.environ.items() if k not in ("DISPLAY", "WAYLAND_DISPLAY")}
         shot = os.path.join(root, "shot.png")
+        # One world for both programs: the dedicated server makes "demo", the client continues it, and the
+        # server loads what the client saved.
+        server = [os.path.join(os.path.dirname(orkalin), "orkalin-server"), "demo"]
+        made = subprocess.run(server + ["--create", "--modules", "Planet", "--ticks", "30"], cwd=game,
+                              capture_output=True, text=True, timeout=300)
+        if made.returncode != 0:
+            fail(f"orkalin-server could not make the world: {made.stdout}{made.stderr}")
         result = subprocess.run([orkalin, "--screenshot", shot, "--frames", "60", "--validation", "--stats"],
                                 cwd=game, env=env, capture_output=True, text=True, timeout=500)
         print(result.stdout + result.stderr, flush=True)
@@ -167,6 +175,11 @@ def offscreen(orkalin, run_dir, picture_dir):
             fail(f"exit code {result.returncode}")
         if "orkalin: 0 validation messages" not in result.stdout or "offscreen" not in result.stdout:
             fail("not offscreen, or validation messages")
+        if "world 'demo' (saved) playing" not in result.stdout:
+            fail("the client did not continue the server's world")
+        loaded = subprocess.run(server + ["--ticks", "1"], cwd=game, capture_output=True, text=True, timeout=300)
+        if loaded.returncode != 0:
+            fail(f"orkalin-server could not load the world the client saved: {loaded.stdout}{loaded.stderr}")
         check_picture(keep_picture(shot, picture_dir, "client-offscreen.png"))
         print("PASS", flush=True)
         return 0
